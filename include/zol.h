@@ -1,0 +1,306 @@
+/*
+ * zol.h - the public interface of libzol, a library of image-processing
+ * primitives over images that live in caller memory or are served tile by
+ * tile by a callback.
+ *
+ * Conventions shared by every operation:
+ *  - Operations return nothing (or NULL / 0.0 where they return a value).
+ *    A failure stores a negative status in the calling thread's context and
+ *    calls the thread's report handler; read it back with zolGetErrStatus().
+ *  - A status stays until something overwrites it: clear it with
+ *    zolSetErrStatus(0) before a call whose outcome you want to test.
+ *  - A failed check leaves the destination untouched.
+ *  - Regions: each image works on its own ROI (or the whole image), cut at
+ *    the image's right and bottom edges; all regions of a call are then cut
+ *    to the smallest width and height, each keeping its own top-left corner.
+ *  - The alpha channel (always the last one) is neither read nor written
+ *    unless a channel of interest selects it.
+ *  - 1-bit pixels run from the most significant bit of each byte.
+ */
+#ifndef ZOL_H
+#define ZOL_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#if defined(_WIN32)
+#define ZOL_API
+#else
+#define ZOL_API __attribute__((visibility("default")))
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ------------------------------------------------------------------ */
+/* Status codes                                                         */
+/* ------------------------------------------------------------------ */
+
+#define ZOL_STATUS_OK                 0
+#define ZOL_STATUS_BACKTRACE         (-1)
+#define ZOL_STATUS_FAILED            (-2)
+#define ZOL_STATUS_INTERNAL          (-3)
+#define ZOL_STATUS_NO_MEMORY         (-4)
+#define ZOL_STATUS_BAD_ARGUMENT      (-5)
+#define ZOL_STATUS_UNSUPPORTED       (-6)
+#define ZOL_STATUS_NO_CONVERGENCE    (-7)
+#define ZOL_STATUS_AUTOTRACE         (-8)
+#define ZOL_STATUS_NULL_HEADER       (-9)
+#define ZOL_STATUS_BAD_SIZE          (-10)
+#define ZOL_STATUS_BAD_ROI_OFFSET    (-11)
+#define ZOL_STATUS_BAD_DATA_POINTERS (-12)
+#define ZOL_STATUS_BAD_WIDTH_STEP    (-13)
+#define ZOL_STATUS_BAD_MODEL         (-14)
+#define ZOL_STATUS_BAD_CHANNELS      (-15)
+#define ZOL_STATUS_BAD_1U_CHANNELS   (-16)
+#define ZOL_STATUS_BAD_DEPTH         (-17)
+#define ZOL_STATUS_BAD_ALPHA         (-18)
+#define ZOL_STATUS_BAD_ORDER         (-19)
+#define ZOL_STATUS_BAD_ORIGIN        (-20)
+#define ZOL_STATUS_BAD_ALIGN         (-21)
+#define ZOL_STATUS_NULL_CALLBACK     (-22)
+#define ZOL_STATUS_BAD_TILE_SIZE     (-23)
+#define ZOL_STATUS_BAD_COI           (-24)
+#define ZOL_STATUS_BAD_ROI_SIZE      (-25)
+#define ZOL_STATUS_MASK_TILED        (-26)
+
+/* A header check of a mask image yields the mask's own status minus this. */
+#define ZOL_MASK_STATUS_OFFSET 100
+
+/* Error modes (per thread). */
+#define ZOL_ErrModeLeaf   0 /* the application ends at the first report (default) */
+#define ZOL_ErrModeParent 1 /* report, then return to the caller */
+#define ZOL_ErrModeSilent 2 /* only the status changes */
+
+typedef int ZolErrorMode;
+
+/* A report handler receives every failure; see zolError. */
+typedef int (*ZolReportHandler)(int status, const char* func, const char* context,
+                                const char* file, int line);
+
+/* ------------------------------------------------------------------ */
+/* Image records                                                        */
+/* ------------------------------------------------------------------ */
+
+#define ZOL_DEPTH_SIGN (-0x7FFFFFFF - 1) /* 0x80000000: signed integer samples */
+#define ZOL_DEPTH_1U   1
+#define ZOL_DEPTH_8U   8
+#define ZOL_DEPTH_16U  16
+#define ZOL_DEPTH_32F  32
+#define ZOL_DEPTH_8S   (ZOL_DEPTH_SIGN | 8)
+#define ZOL_DEPTH_16S  (ZOL_DEPTH_SIGN | 16)
+#define ZOL_DEPTH_32S  (ZOL_DEPTH_SIGN | 32)
+
+#define ZOL_DATA_ORDER_PIXEL 0 /* channels interleaved */
+#define ZOL_DATA_ORDER_PLANE 1 /* one plane per channel */
+
+#define ZOL_ORIGIN_TL 0
+#define ZOL_ORIGIN_BL 1
+
+#define ZOL_ALIGN_DWORD 4
+#define ZOL_ALIGN_QWORD 8
+
+/* Flags of zolDeallocate, to be combined. */
+#define ZOL_FREE_HEADER 1
+#define ZOL_FREE_DATA   2
+#define ZOL_FREE_ROI    4
+#define ZOL_FREE_TILE   8
+#define ZOL_FREE_MASK   16
+
+/* Modes passed to a tile callback. */
+#define ZOL_TILE_READ    1
+#define ZOL_TILE_WRITE   2
+#define ZOL_TILE_RELEASE 4
+
+/* Border sides, as bits of a side set; bit i selects borderMode[i] and
+ * borderConst[i] (0 top, 1 bottom, 2 left, 3 right). */
+#define ZOL_SIDE_TOP    1
+#define ZOL_SIDE_BOTTOM 2
+#define ZOL_SIDE_LEFT   4
+#define ZOL_SIDE_RIGHT  8
+
+/* Border modes. */
+#define ZOL_BORDER_CONSTANT 0
+#define ZOL_BORDER_REPLICATE 1
+#define ZOL_BORDER_REFLECT 2
+#define ZOL_BORDER_WRAP 3
+
+/* Region of interest; all fields 32-bit signed. coi 0 means all channels,
+ * k means channel k alone, counted from 1. */
+typedef struct ZolROI {
+    int32_t coi;
+    int32_t xOffset;
+    int32_t yOffset;
+    int32_t width;
+    int32_t height;
+} ZolROI;
+
+struct ZolImage;
+
+/* Called as callBack(image, xIndex, yIndex, mode): on ZOL_TILE_READ or
+ * ZOL_TILE_WRITE store the tile's address in image->tileInfo->tileData
+ * (leave it NULL to refuse); on ZOL_TILE_RELEASE the tile is final. */
+typedef void (*ZolTileCallBack)(const struct ZolImage* image, int xIndex, int yIndex, int mode);
+
+typedef struct ZolTileInfo {
+    ZolTileCallBack callBack;
+    int32_t tileId;   /* the application's own; never read by the library */
+    void* tileData;   /* filled by the callback */
+    int32_t width;    /* tile size in pixels: positive multiples of 8 */
+    int32_t height;
+} ZolTileInfo;
+
+/* The image header. headerSize holds sizeof(ZolImage). */
+typedef struct ZolImage {
+    int32_t headerSize;
+    int32_t headerVersion;
+    int32_t nChannels;     /* alpha included */
+    int32_t alphaChannel;  /* 0, or nChannels when the last channel is alpha */
+    int32_t depth;         /* ZOL_DEPTH_* */
+    char colorModel[4];    /* not terminated */
+    char channelSeq[4];    /* not terminated */
+    int32_t dataOrder;     /* ZOL_DATA_ORDER_* */
+    int32_t origin;        /* ZOL_ORIGIN_*; enters no address */
+    int32_t align;         /* 4 or 8: alignment of imageData and of each row */
+    int32_t width;
+    int32_t height;
+    ZolROI* roi;
+    struct ZolImage* maskROI; /* a 1-bit image selecting pixels, or NULL */
+    void* imageTag;
+    ZolTileInfo* tileInfo;    /* NULL for an image in memory */
+    int32_t imageSize;        /* bytes of pixel data */
+    char* imageData;
+    int32_t widthStep;        /* bytes from one row to the next in a plane */
+    int32_t borderMode[4];
+    int32_t borderConst[4];
+    char* dataBase;           /* the block imageData was aligned from, or NULL */
+} ZolImage;
+
+typedef struct ZolLibVersion {
+    int major;
+    int minor;
+    int build;
+    const char* libraryName;
+    const char* versionText;
+    const char* internalVersion;
+    const char* buildDate;
+    const char* linkage;
+} ZolLibVersion;
+
+/* ------------------------------------------------------------------ */
+/* Status, error modes and reporting                                    */
+/* ------------------------------------------------------------------ */
+
+/* The calling thread's last stored status. */
+ZOL_API int zolGetErrStatus(void);
+/* Stores status unchanged. */
+ZOL_API void zolSetErrStatus(int status);
+ZOL_API int zolGetErrMode(void);
+/* Stores mode unchanged, without a range check. */
+ZOL_API void zolSetErrMode(int mode);
+/* Installs handler for the calling thread and returns the previous one;
+ * NULL restores zolGuiBoxReport. */
+ZOL_API ZolReportHandler zolRedirectError(ZolReportHandler handler);
+/* Stores status (but not -1 Backtrace or -8 Autotrace), then, unless status
+ * is 0, calls the thread's handler and returns its result. */
+ZOL_API int zolError(int status, const char* func, const char* context, const char* file,
+                     int line);
+/* The constant text of a status; "Unknown error or status code" for codes
+ * without one. */
+ZOL_API const char* zolErrorStr(int status);
+/* Handler: shows nothing; ends the process (exit 1) in leaf mode. */
+ZOL_API int zolNulDevReport(int status, const char* func, const char* context,
+                            const char* file, int line);
+/* Handler: writes the report to standard error; ends the process in leaf mode. */
+ZOL_API int zolStdErrReport(int status, const char* func, const char* context,
+                            const char* file, int line);
+/* Handler (the default): presents an error box on standard error and
+ * honours its answer; see README. */
+ZOL_API int zolGuiBoxReport(int status, const char* func, const char* context,
+                            const char* file, int line);
+ZOL_API const ZolLibVersion* zolGetLibVersion(void);
+
+/* ------------------------------------------------------------------ */
+/* Memory, headers, ROI and tile records                                */
+/* ------------------------------------------------------------------ */
+
+/* 32-byte aligned blocks, never zeroed; length in bytes / 16-bit / 32-bit /
+ * 64-bit elements. NULL on failure or negative length, with no report. */
+ZOL_API void* zolMalloc(int length);
+ZOL_API void* zolwMalloc(int length);
+ZOL_API void* zoliMalloc(int length);
+ZOL_API void* zolsMalloc(int length); /* the same function as zoliMalloc */
+ZOL_API void* zoldMalloc(int length);
+/* Releases a block of the allocators above; NULL is allowed. */
+ZOL_API void zolFree(void* pointer);
+
+/* A new header without pixels, or NULL after a report. colorModel and
+ * channelSeq must have four readable bytes; the first four are copied. */
+ZOL_API ZolImage* zolCreateImageHeader(int nChannels, int alphaChannel, int depth,
+                                       const char* colorModel, const char* channelSeq,
+                                       int dataOrder, int origin, int align, int width,
+                                       int height, ZolROI* roi, ZolImage* maskROI,
+                                       void* imageTag, ZolTileInfo* tileInfo);
+/* Allocates the pixels of any depth but 32F; with doFill, fills every byte
+ * (row padding included) with fillValue's pattern for the depth. On memory
+ * shortage imageData stays NULL with no report. */
+ZOL_API void zolAllocateImage(ZolImage* image, int doFill, int fillValue);
+/* The same for 32F, the fill being the float's bits. */
+ZOL_API void zolAllocateImageFP(ZolImage* image, int doFill, float fillValue);
+/* Frees pixels the library allocated; imageData and dataBase become NULL. */
+ZOL_API void zolDeallocateImage(ZolImage* image);
+/* Frees what the ZOL_FREE_* flags name; the header last. */
+ZOL_API void zolDeallocate(ZolImage* image, int flag);
+/* zolDeallocate(image, ZOL_FREE_HEADER). */
+ZOL_API void zolDeallocateHeader(ZolImage* image);
+/* A new image with the same layout, a private copy of the ROI, no mask, tag
+ * or tiles, and a copy of the pixels (of an untiled source). */
+ZOL_API ZolImage* zolCloneImage(const ZolImage* image);
+/* Checks a header completely; stores and returns the first fault's status
+ * without a report, or returns 0. */
+ZOL_API int zolCheckImageHeader(const ZolImage* image);
+
+ZOL_API ZolROI* zolCreateROI(int coi, int xOffset, int yOffset, int width, int height);
+ZOL_API void zolSetROI(ZolROI* roi, int coi, int xOffset, int yOffset, int width, int height);
+/* Frees a record of zolCreateROI, zolCreateTileInfo or a colour twist. */
+ZOL_API void zolDeleteROI(void* record);
+ZOL_API void zolDeleteTileInfo(void* record);
+ZOL_API void zolDeleteColorTwist(void* record);
+ZOL_API ZolTileInfo* zolCreateTileInfo(ZolTileCallBack callBack, int tileId, int width,
+                                       int height);
+ZOL_API void zolSetTileInfo(ZolTileInfo* tileInfo, ZolTileCallBack callBack, int tileId,
+                            int width, int height);
+/* Writes mode and constVal for each side whose bit is set in sides. */
+ZOL_API void zolSetBorderMode(ZolImage* image, int mode, int sides, int constVal);
+
+/* ------------------------------------------------------------------ */
+/* Logic                                                                */
+/* ------------------------------------------------------------------ */
+
+/* dst = src XOR value on the bits of each element, for 1U, 8U, 8S, 16U,
+ * 16S, 32S (32F is refused). value becomes a pattern per depth: 1-bit: bit 0
+ * spread; 8-bit: the low byte; 16-bit: the low 16 bits; 32S: unchanged.
+ * Honours ROI, coi, masks; the alpha channel is untouched. When source and
+ * destination are whole, alike and unmasked, the row padding of the
+ * destination is written too. */
+ZOL_API void zolXorS(ZolImage* srcImage, ZolImage* dstImage, uint32_t value);
+/* zolXorS(srcImage, dstImage, 0xFFFFFFFF): reports in the name of zolXorS. */
+ZOL_API void zolNot(ZolImage* srcImage, ZolImage* dstImage);
+
+/* ------------------------------------------------------------------ */
+/* Test image                                                           */
+/* ------------------------------------------------------------------ */
+
+/* A new one-channel image of concentric rings whose frequency rises with the
+ * distance from (width/2, height/2): s = sin(c * 2pi / (4 * height)) with
+ * c = dx^2 + dy^2, scaled per depth (8U: (s+1)*127.99999 truncated; 8S:
+ * s*127.99999; 16U/16S/32S likewise; 1U: (s+1)*0.99999; 32F: (s+1)*0.49999).
+ * Free it with zolDeallocate(image, ZOL_FREE_HEADER | ZOL_FREE_DATA). */
+ZOL_API ZolImage* zolCreateImageJaehne(int depth, int width, int height);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* ZOL_H */

@@ -1,0 +1,39 @@
+// The per-thread context: the library's only mutable state outside images.
+#pragma once
+
+#include <cstdint>
+
+#include "zol.h"
+
+namespace zol {
+
+// Per-thread tables of the Fourier family; all zero until that family
+// fills them.
+struct FftCache {
+    void* tables;
+    void* work;
+    int32_t size;
+};
+
+struct ZolThreadContext {
+    int32_t status;
+    int32_t errMode;
+    ZolReportHandler reportHandler;
+    int32_t cosTableSize;
+    void* cosTable;
+    int32_t secantTables16Count;
+    void** secantTables16;
+    int32_t secantTablesDoubleCount;
+    void** secantTablesDouble;
+    FftCache fftCache;
+};
+
+// The calling thread's context, created on first use. Never NULL: if its
+// storage cannot be had the process ends.
+ZolThreadContext* ownGetContext();
+
+// Release of the transform caches at thread exit, in this order.
+void ownFftFreeTables(ZolThreadContext* ctx);
+void ownDctFreeTables(ZolThreadContext* ctx);
+
+}  // namespace zol

@@ -1,0 +1,78 @@
+// Every text the library shows: status texts, report contexts, function
+// names. They are interface, compared byte for byte by applications, and
+// differ between families in small ways, so they are written out here once
+// and never assembled with a formatter.
+#pragma once
+
+namespace zol {
+namespace msg {
+
+// Function names as reported.
+inline constexpr const char kCreateImageHeader[] = "zolCreateImageHeader";
+inline constexpr const char kAllocateImage[] = "zolAllocateImage";
+inline constexpr const char kAllocateImageFP[] = "zolAllocateImageFP";
+inline constexpr const char kCloneImage[] = "zolCloneImage";
+inline constexpr const char kXorS[] = "zolXorS";
+inline constexpr const char kCreateImageJaehne[] = "zolCreateImageJaehne";
+
+// Contexts shared by the header functions and the call frame.
+inline constexpr const char kIncorrectImage[] = "Incorrect Image";
+inline constexpr const char kIncorrectDataIns[] = "Incorrect data-ins";
+inline constexpr const char kOutOfMemory[] = "Out of memory";
+
+// Allocation of pixels.
+inline constexpr const char kImageNull[] = "( image == ((void *)0) )";
+inline constexpr const char kImageDataNotNull[] = "( image->imageData != ((void *)0) )";
+inline constexpr const char kTileInfoNotNull[] = "( image->tileInfo != ((void *)0) )";
+inline constexpr const char kDepthIs32[] = "( image->depth == 32 )";
+inline constexpr const char kDepthIsNot32[] = "( image->depth != 32 )";
+
+// Cloning.
+inline constexpr const char kCloneNoHeader[] =
+    "Not enough memory to allocate header for clone image";
+inline constexpr const char kCloneNoRoi[] = "Not enough memory to allocate roi for clone image";
+inline constexpr const char kCloneNoData[] =
+    "Not enough memory to allocate imageData for clone image";
+
+// The call frame of the element-wise families.
+inline constexpr const char kSrcDepth[] = "(srcImage->depth != dstImage->depth)";
+inline constexpr const char kSrcADepth[] = "(srcImageA->depth != dstImage->depth)";
+inline constexpr const char kSrcBDepth[] = "(srcImageB->depth != dstImage->depth)";
+inline constexpr const char kSrcOrder[] = "(srcImage->dataOrder != dstImage->dataOrder)";
+inline constexpr const char kSrcAOrder[] = "(srcImageA->dataOrder != dstImage->dataOrder)";
+inline constexpr const char kSrcBOrder[] = "(srcImageB->dataOrder != dstImage->dataOrder)";
+inline constexpr const char kNChSrc[] = "(nChSrc != nChDst)";
+inline constexpr const char kNChSrcA[] = "(nChSrcA != nChDst)";
+inline constexpr const char kNChSrcB[] = "(nChSrcB != nChDst)";
+inline constexpr const char kNo32F[] = "This function does not support depth 32F";
+// Tiled images reach the element-wise families once their band walk exists.
+inline constexpr const char kTilesNotYet[] = "Tiled images are not supported by this operation yet";
+
+// Test image.
+inline constexpr const char kJaehneNoHeader[] =
+    "Not enough memory to allocate header for ImageJaehne";
+inline constexpr const char kJaehneNoData[] =
+    "Not enough memory to allocate imageData for ImageJaehne";
+
+// Reporting.
+inline constexpr const char kUnknown[] = "<unknown>";
+inline constexpr const char kUnknownStatus[] = "Unknown error or status code";
+inline constexpr const char kFatalContext[] =
+    "ZOLib. Problem to allocate memory for TLS ZOL context.";
+inline constexpr const char kBoxSuffixLeaf[] =
+    "\n\nErrMode=ZOL_ErrorModeLeaf\n\nTerminate the application?";
+inline constexpr const char kBoxSuffixParent[] = "\n\nErrMode=ZOL_ErrorModeParent\n\nContinue?";
+inline constexpr const char kBoxCalledFrom[] =
+    "Called from %s(): [file %s, line %d]\n%s\n\n%s\n(status: %d)%s";
+inline constexpr const char kBoxInFunction[] =
+    "In function %s(): [file %s, line %d]\n%s\n\n%s\n(status: %d)%s";
+inline constexpr const char kBoxCaption[] = "ZOL %s";
+inline constexpr const char kExitText[] = "ZOL Library: terminating the application";
+inline constexpr const char kExitCaption[] = "Win32: Application exit";
+inline constexpr const char kStdErrCalledFrom[] = "\tcalled from";
+inline constexpr const char kStdErrFirst[] = "\nZOL Library Error: %s \n\tin function";
+inline constexpr const char kStdErrLeafEnd[] =
+    "ZOL Library Error\nErrMode=ZOL_ErrModeLeaf\nterminating the application";
+
+}  // namespace msg
+}  // namespace zol
