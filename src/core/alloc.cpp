@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "core/heap.h"
 #include "core/image.h"
 #include "core/messages.h"
 #include "core/report.h"
@@ -43,13 +44,24 @@ int ownTileStep(const ZolImage* image) {
 }
 
 namespace {
+thread_local int tFailIn = 0;
+}  // namespace
+
+void* heapAlloc(size_t bytes) {
+    if (tFailIn > 0 && --tFailIn == 0) return nullptr;
+    return std::malloc(bytes);
+}
+void heapFree(void* p) { std::free(p); }
+void setHeapFailure(int n) { tFailIn = n > 0 ? n : 0; }
+
+namespace {
 
 constexpr size_t kAlignment = 32;
 
 void* alignedMalloc(int length, size_t elementSize) {
     if (length < 0) return nullptr;
     const size_t bytes = size_t(length) * elementSize + kAlignment + sizeof(void*);
-    char* raw = static_cast<char*>(std::malloc(bytes));
+    char* raw = static_cast<char*>(heapAlloc(bytes));
     if (!raw) return nullptr;
     const uintptr_t at = (reinterpret_cast<uintptr_t>(raw) + sizeof(void*) + kAlignment - 1) &
                          ~uintptr_t(kAlignment - 1);
@@ -165,7 +177,7 @@ void allocatePixels(ZolImage* image, const char* func, bool doFill, uint32_t pat
         report(r, func, msg::kIncorrectDataIns);
         return;
     }
-    char* base = static_cast<char*>(std::malloc(size_t(size) + size_t(image->align) - 1));
+    char* base = static_cast<char*>(heapAlloc(size_t(size) + size_t(image->align) - 1));
     image->dataBase = base;
     if (!base) return;
     image->imageSize = size;
@@ -196,7 +208,7 @@ ZOL_API void zolFree(void* pointer) {
     if (!pointer) return;
     void* raw;
     std::memcpy(&raw, static_cast<char*>(pointer) - sizeof(void*), sizeof raw);
-    std::free(raw);
+    heapFree(raw);
 }
 
 ZOL_API ZolImage* zolCreateImageHeader(int nChannels, int alphaChannel, int depth,
@@ -281,7 +293,7 @@ ZOL_API void zolAllocateImageFP(ZolImage* image, int doFill, float fillValue) {
 
 ZOL_API void zolDeallocateImage(ZolImage* image) {
     if (!image) return;  // documented as not allowed; refusing costs nothing
-    std::free(image->dataBase);
+    heapFree(image->dataBase);
     image->imageData = nullptr;
     image->dataBase = nullptr;
 }
