@@ -306,23 +306,6 @@ TEST(LogicXorS, MaskEdgeCases) {
     f1->maskROI = f2->maskROI = src->maskROI = dst->maskROI = nullptr;
 }
 
-// A tiled image is refused with a report until tiles are walked; nothing is
-// written and nothing is requested from the callback.
-TEST(LogicXorS, TiledImageIsRefusedSafely) {
-    static int calls = 0;
-    ZolTileInfo* info = zolCreateTileInfo(
-        [](const ZolImage*, int, int, int) { ++calls; }, 0, 8, 8);
-    static const char m[4] = {'G', 'R', 'A', 'Y'};
-    ZolImage* tiled = zolCreateImageHeader(1, 0, ZOL_DEPTH_8U, m, m, 0, 0, 4, 16, 16, nullptr,
-                                           nullptr, nullptr, info);
-    Image dst(ZOL_DEPTH_8U, 1, 16, 16);
-    kit::Recorder rec;
-    zolNot(tiled, dst);
-    EXPECT_EQ(ZOL_STATUS_UNSUPPORTED, zolGetErrStatus());
-    EXPECT_EQ(0, calls);
-    zolDeallocate(tiled, ZOL_FREE_HEADER | ZOL_FREE_TILE);
-}
-
 // The dispatched byte kernels equal the plain form for every length and
 // alignment, in place and out of place.
 TEST(LogicKernels, FormsAgree) {

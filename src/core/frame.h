@@ -17,12 +17,14 @@
 
 #include <cstddef>
 #include <initializer_list>
+#include <type_traits>
 #include <utility>
 
 #include "core/image.h"
 #include "core/messages.h"
 #include "core/rect.h"
 #include "core/report.h"
+#include "core/tiles.h"
 
 namespace zol {
 
@@ -65,17 +67,28 @@ public:
     bool makePlan(Plan& plan, std::initializer_list<Named> sources, const ZolImage* dst,
                   int line = __builtin_LINE()) const;
 
-    // Runs the kernel once on the images, or over their tiles.
+    // Runs the kernel once on the images, or piece by piece over their
+    // tiles. False when a tile did not come (reported).
     template <size_t NS, class Kernel>
-    void run(Kernel&& kernel, const ZolImage* const (&src)[NS], ZolImage* dst,
-             const ZolImage* mask, const Plan& plan, int line = __builtin_LINE()) const {
+    bool run(Kernel&& kernel, const ZolImage* const (&src)[NS], ZolImage* dst,
+             const ZolImage* mask, const Plan& plan, const WalkOptions& options = WalkOptions(),
+             int line = __builtin_LINE()) const {
+        static_assert(NS >= 1 && NS < kMaxFrameImages, "one or two sources");
         bool tiled = dst->tileInfo != nullptr;
         for (const ZolImage* s : src) tiled = tiled || s->tileInfo != nullptr;
-        if (tiled) {
-            fail(ZOL_STATUS_UNSUPPORTED, msg::kTilesNotYet, line);
-            return;
+        if (!tiled) {
+            kernel(src, dst, mask, plan);
+            return true;
         }
-        kernel(src, dst, mask, plan);
+        using K = std::remove_reference_t<Kernel>;
+        auto piece = [](void* k, const ZolImage* const* views, ZolImage* d, const ZolImage* m,
+                        const Plan& p) {
+            const ZolImage* v[NS];
+            for (size_t i = 0; i < NS; ++i) v[i] = views[i];
+            (*static_cast<K*>(k))(v, d, m, p);
+        };
+        return ownBandWalk(*this, int(NS), src, dst, mask, plan, piece,
+                           const_cast<void*>(static_cast<const void*>(&kernel)), options, line);
     }
 
 private:

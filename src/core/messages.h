@@ -45,8 +45,16 @@ inline constexpr const char kNChSrc[] = "(nChSrc != nChDst)";
 inline constexpr const char kNChSrcA[] = "(nChSrcA != nChDst)";
 inline constexpr const char kNChSrcB[] = "(nChSrcB != nChDst)";
 inline constexpr const char kNo32F[] = "This function does not support depth 32F";
-// Tiled images reach the element-wise families once their band walk exists.
-inline constexpr const char kTilesNotYet[] = "Tiled images are not supported by this operation yet";
+
+// The band walk: a tile that did not come, or that stayed set at release.
+inline constexpr const char kTileSrc[] = "(srcImage->tileInfo->tileData == ((void*)(0)))";
+inline constexpr const char kTileSrcA[] = "(srcImageA->tileInfo->tileData == ((void*)(0)))";
+inline constexpr const char kTileSrcB[] = "(srcImageB->tileInfo->tileData == ((void*)(0)))";
+inline constexpr const char kTileDst[] = "(dstImage->tileInfo->tileData == ((void*)(0)))";
+inline constexpr const char kTileSrcHeld[] = "(srcImage->tileInfo->tileData != ((void*)(0)))";
+inline constexpr const char kTileSrcAHeld[] = "(srcImageA->tileInfo->tileData != ((void*)(0)))";
+inline constexpr const char kTileSrcBHeld[] = "(srcImageB->tileInfo->tileData != ((void*)(0)))";
+inline constexpr const char kTileDstHeld[] = "(dstImage->tileInfo->tileData != ((void*)(0)))";
 
 // Test image.
 inline constexpr const char kJaehneNoHeader[] =

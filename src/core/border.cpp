@@ -1,0 +1,2 @@
+// Border modes and the fetchers that read beyond an image's edges.
+#include "core/border.h"

@@ -1,0 +1,4 @@
+// Border modes and the fetchers that read beyond an image's edges.
+#pragma once
+
+#include "zol.h"

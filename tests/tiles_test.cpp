@@ -1,0 +1,216 @@
+// The band walk over tiled images: results equal to the plain images', the
+// order of tile requests, in-place use and tiles that do not come.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <memory>
+#include <random>
+
+#include "kit.h"
+#include "tiles.h"
+
+namespace {
+
+using kit::Image;
+using kit::TileRequest;
+using kit::TileServer;
+
+constexpr int R = ZOL_TILE_READ, W = ZOL_TILE_WRITE, X = ZOL_TILE_RELEASE;
+
+// Every element of every channel of two images of one layout.
+void expectSamePixels(const ZolImage* want, const ZolImage* got) {
+    for (int y = 0; y < want->height; ++y)
+        for (int x = 0; x < want->width; ++x)
+            for (int c = 0; c < want->nChannels; ++c)
+                ASSERT_EQ(kit::get(want, x, y, c), kit::get(got, x, y, c))
+                    << "at " << x << "," << y << " channel " << c;
+}
+
+Image copyOf(const ZolImage* im) {
+    Image c(im->depth, im->nChannels, im->width, im->height, im->dataOrder, im->align,
+            im->alphaChannel != 0);
+    std::memcpy(c->imageData, im->imageData, size_t(im->imageSize));
+    return c;
+}
+
+ZolROI* roiCopy(const ZolROI* r) {
+    return r ? zolCreateROI(r->coi, r->xOffset, r->yOffset, r->width, r->height) : nullptr;
+}
+
+std::vector<std::pair<int, TileRequest>> sequenceBy(const std::vector<const TileServer*>& who) {
+    std::vector<std::pair<int, TileRequest>> out;
+    for (const auto& [s, r] : TileServer::sequence())
+        for (size_t i = 0; i < who.size(); ++i)
+            if (who[i] == s) out.push_back({int(i), r});
+    return out;
+}
+
+}  // namespace
+
+// Random layouts, tile sizes per image, ROIs, masks and in-place use: the
+// tiled operation gives the plain operation's pixels, and every server saw
+// its contract kept.
+TEST(Tiles, TiledEqualsPlainOverRandomFrames) {
+    const int depths[] = {ZOL_DEPTH_1U,  ZOL_DEPTH_8U,  ZOL_DEPTH_8S,
+                          ZOL_DEPTH_16U, ZOL_DEPTH_16S, ZOL_DEPTH_32S};
+    kit::Recorder rec;
+    for (uint32_t seed = 0; seed < 400; ++seed) {
+        std::mt19937 g(seed);
+        const int depth = depths[g() % 6];
+        const int order = int(g() % 2), align = g() % 2 ? 4 : 8;
+        const int nCh = depth == ZOL_DEPTH_1U ? 1 : 1 + int(g() % 4);
+        const bool alpha = nCh > 1 && g() % 3 == 0;
+        const int w = 1 + int(g() % 90), h = 1 + int(g() % 40);
+        SCOPED_TRACE(testing::Message() << "seed " << seed << " " << kit::depthName(depth) << " "
+                                        << w << "x" << h << " nCh " << nCh);
+        Image src(depth, nCh, w, h, order, align, alpha), dst(depth, nCh, w + int(g() % 9),
+                                                              h + int(g() % 5), order, align, alpha);
+        src.randomize(g());
+        dst.randomize(g());
+        if (g() % 2) src.setRoi(0, int(g() % 9), int(g() % 7), 1 + int(g() % w), 1 + int(g() % h));
+        if (g() % 2) dst.setRoi(0, int(g() % 11), int(g() % 5), w, h);
+        if (depth != ZOL_DEPTH_1U && g() % 4 == 0) {
+            src.setRoi(1 + int(g() % nCh), 0, 0, w, h);
+            dst.setRoi(1 + int(g() % nCh), 0, 0, w, h);
+        }
+        Image mask;
+        if (g() % 3 == 0) {
+            mask = Image(ZOL_DEPTH_1U, 1, w + 3, h + 2);
+            mask.randomize(g());
+            if (g() % 2) mask.setRoi(0, int(g() % 3), int(g() % 2), w, h);
+        }
+        const bool inPlace = g() % 5 == 0;
+        const int which = 1 + int(g() % 3);  // 1: source tiled, 2: destination, 3: both
+
+        // The plain run gives the expected pixels.
+        Image ps = copyOf(src), pd = copyOf(inPlace ? src.get() : dst.get());
+        ps->roi = roiCopy(src->roi);
+        pd->roi = roiCopy(inPlace ? src->roi : dst->roi);
+        ps->maskROI = mask.get();
+        if (inPlace) zolNot(ps, ps);
+        else zolNot(ps, pd);
+        ASSERT_TRUE(rec.none());
+
+        auto tileSize = [&] { return 8 * (1 + int(g() % 8)); };
+        std::unique_ptr<TileServer> ts, td;
+        ZolImage* s = src.get();
+        ZolImage* d = inPlace ? src.get() : dst.get();
+        if ((which & 1) || inPlace) {
+            ts = std::make_unique<TileServer>(src.get(), tileSize(), tileSize());
+            if (g() % 2) ts->freshBuffers(true);
+            s = ts->image();
+            s->roi = roiCopy(src->roi);
+            if (inPlace) d = s;
+        }
+        if ((which & 2) && !inPlace) {
+            td = std::make_unique<TileServer>(dst.get(), tileSize(), tileSize());
+            d = td->image();
+            d->roi = roiCopy(dst->roi);
+        }
+        s->maskROI = mask.get();
+        zolNot(s, d);
+        s->maskROI = nullptr;
+        ASSERT_TRUE(rec.none()) << rec.reports()[0].context;
+        for (TileServer* server : {ts.get(), td.get()}) {
+            if (!server) continue;
+            EXPECT_TRUE(server->breaches().empty()) << server->breaches()[0];
+            EXPECT_FALSE(server->held());
+            for (const TileRequest& r : server->log())
+                EXPECT_NE(inPlace ? ZOL_TILE_READ : -1, r.mode);
+        }
+        expectSamePixels(inPlace ? ps.get() : pd.get(), inPlace ? src.get() : dst.get());
+        if (::testing::Test::HasFatalFailure()) return;
+        TileServer::sequence().clear();
+    }
+}
+
+// Tiles 16 and 24 wide: pieces end at 16, 24, 32; the wider tile stays held
+// while the narrow one moves on; a source's tile comes before the
+// destination's, and releases close each band in the same order.
+TEST(Tiles, RequestOrderAcrossDifferentGrids) {
+    Image a(ZOL_DEPTH_8U, 1, 40, 8), b(ZOL_DEPTH_8U, 1, 40, 8);
+    TileServer sa(a, 16, 8), sb(b, 24, 8);
+    TileServer::sequence().clear();
+    zolNot(sa.image(), sb.image());
+    const std::vector<std::pair<int, TileRequest>> want = {
+        {0, {0, 0, R}}, {1, {0, 0, W}},                  // band start
+        {0, {0, 0, X}}, {0, {1, 0, R}},                  // x = 16
+        {1, {0, 0, X}}, {1, {1, 0, W}},                  // x = 24
+        {0, {1, 0, X}}, {0, {2, 0, R}},                  // x = 32
+        {0, {2, 0, X}}, {1, {1, 0, X}},                  // band end
+    };
+    EXPECT_EQ(want, sequenceBy({&sa, &sb}));
+
+    // A band ends at the nearest tile bottom of any image, so a tall tile
+    // is requested once per band.
+    Image c(ZOL_DEPTH_16S, 2, 8, 16, ZOL_DATA_ORDER_PLANE), e(ZOL_DEPTH_16S, 2, 8, 16, ZOL_DATA_ORDER_PLANE);
+    TileServer sc(c, 8, 8), se(e, 8, 16);
+    TileServer::sequence().clear();
+    zolNot(sc.image(), se.image());
+    const std::vector<std::pair<int, TileRequest>> bands = {
+        {0, {0, 0, R}}, {1, {0, 0, W}}, {0, {0, 0, X}}, {1, {0, 0, X}},
+        {0, {0, 1, R}}, {1, {0, 0, W}}, {0, {0, 1, X}}, {1, {0, 0, X}},
+    };
+    EXPECT_EQ(bands, sequenceBy({&sc, &se}));
+}
+
+TEST(Tiles, InPlaceAndRoiCorner) {
+    // In place: one view, write requests only.
+    Image a(ZOL_DEPTH_8U, 3, 100, 100);
+    a.randomize(1);
+    Image want = copyOf(a);
+    zolNot(want, want);
+    {
+        TileServer sa(a, 64, 64);
+        zolNot(sa.image(), sa.image());
+        const std::vector<TileRequest> log = {{0, 0, W}, {1, 0, X}, {0, 1, W}, {1, 1, X}};
+        ASSERT_EQ(8u, sa.log().size());
+        for (const TileRequest& r : sa.log()) EXPECT_NE(R, r.mode);
+        EXPECT_EQ((TileRequest{1, 1, X}), sa.log().back());
+    }
+    expectSamePixels(want, a);
+
+    // A ROI from (70, 10) on a 64 x 64 grid starts at tile column 1, row 0.
+    Image big(ZOL_DEPTH_8U, 1, 150, 80), out(ZOL_DEPTH_8U, 1, 150, 80);
+    TileServer sb(big, 64, 64);
+    sb.image()->roi = zolCreateROI(0, 70, 10, 20, 20);
+    zolNot(sb.image(), out);
+    ASSERT_FALSE(sb.log().empty());
+    EXPECT_EQ((TileRequest{1, 0, R}), sb.log().front());
+}
+
+// A tile that does not come: the exact report, the pieces before it
+// written, nothing after it, and a combined mask released (LSan).
+TEST(Tiles, MissingTileStopsTheWalk) {
+    Image src(ZOL_DEPTH_8U, 1, 32, 16), dst(ZOL_DEPTH_8U, 1, 32, 16);
+    Image m1(ZOL_DEPTH_1U, 1, 32, 16, ZOL_DATA_ORDER_PIXEL, 4), m2(ZOL_DEPTH_1U, 1, 32, 16);
+    m1.randomize(3);
+    std::memset(m2->imageData, 0xFF, size_t(m2->imageSize));
+    for (int failAt : {1, 3}) {
+        std::memset(dst->imageData, 0, size_t(dst->imageSize));
+        TileServer ts(src, 16, 8), td(dst, 8, 16);
+        ts.failAt(failAt);
+        ts.image()->maskROI = m1;
+        td.image()->maskROI = m2;
+        kit::Recorder rec;
+        zolNot(ts.image(), td.image());
+        EXPECT_TRUE(rec.only(ZOL_STATUS_BAD_ARGUMENT, "zolXorS",
+                             "(srcImage->tileInfo->tileData == ((void*)(0)))"));
+        ts.image()->maskROI = td.image()->maskROI = nullptr;
+        // The third request is the source's first of the second band: the
+        // first band's pieces (rows 0..7) stay written, nothing after.
+        for (int y = 0; y < 16; ++y)
+            for (int x = 0; x < 32; ++x) {
+                const bool done = failAt == 3 && y < 8 && kit::get(m1, x, y, 0);
+                EXPECT_EQ(done ? (kit::get(src, x, y, 0) ^ 0xFF) : 0, kit::get(dst, x, y, 0))
+                    << failAt << " at " << x << "," << y;
+            }
+    }
+    // The destination's tile failing names the destination.
+    TileServer td(dst, 8, 8);
+    td.failAt(1);
+    kit::Recorder rec;
+    zolNot(src, td.image());
+    EXPECT_TRUE(rec.only(ZOL_STATUS_BAD_ARGUMENT, "zolXorS",
+                         "(dstImage->tileInfo->tileData == ((void*)(0)))"));
+}
