@@ -10,23 +10,12 @@
 #include "arith/logic.h"
 #include "core/cpu.h"
 #include "core/rect.h"
+#include "frames.h"
 #include "kit.h"
 
 namespace {
 
 using kit::Image;
-
-struct Rect {
-    int x, y, w, h;
-};
-
-// The region of an image by its ROI, cut at the right and bottom edges.
-Rect regionOf(const ZolImage* im) {
-    if (!im->roi) return {0, 0, im->width, im->height};
-    const ZolROI* r = im->roi;
-    return {r->xOffset, r->yOffset, std::max(0, std::min(r->width, im->width - r->xOffset)),
-            std::max(0, std::min(r->height, im->height - r->yOffset))};
-}
 
 uint32_t patternFor(int depth, uint32_t v) {
     switch (depth & 0x7FFFFFFF) {
@@ -37,146 +26,23 @@ uint32_t patternFor(int depth, uint32_t v) {
     }
 }
 
-// Per-pixel model of dst = src ^ value over the frame's rules. Works on a
-// copy of the destination block; the source is read from its own block.
-std::vector<uint8_t> modelXor(const ZolImage* src, const ZolImage* dst,
-                              const std::vector<uint8_t>& srcBytes, uint32_t value) {
-    std::vector<uint8_t> out(reinterpret_cast<const uint8_t*>(dst->imageData),
-                             reinterpret_cast<const uint8_t*>(dst->imageData) + dst->imageSize);
-    ZolImage srcCopy = *src, dstView = *dst;
-    srcCopy.imageData = reinterpret_cast<char*>(const_cast<uint8_t*>(srcBytes.data()));
-    dstView.imageData = reinterpret_cast<char*>(out.data());
-
-    const Rect rs = regionOf(src), rd = regionOf(dst);
-    int w = std::min(rs.w, rd.w), h = std::min(rs.h, rd.h);
-    std::vector<const ZolImage*> masks;
-    for (const ZolImage* m : {src->maskROI, dst->maskROI})
-        if (m) masks.push_back(m);
-    for (const ZolImage* m : masks) {
-        const Rect rm = regionOf(m);
-        w = std::min(w, rm.w);
-        h = std::min(h, rm.h);
-    }
-    const int coiS = src->roi ? src->roi->coi : 0, coiD = dst->roi ? dst->roi->coi : 0;
-    std::vector<std::pair<int, int>> channels;  // (src channel, dst channel)
-    if (coiS || coiD) {
-        channels.push_back({coiS ? coiS - 1 : 0, coiD ? coiD - 1 : 0});
-    } else {
-        const int n = dst->nChannels - (dst->alphaChannel ? 1 : 0);
-        for (int c = 0; c < n; ++c) channels.push_back({c, c});
-    }
-    const int64_t pat = patternFor(dst->depth, value);
-    for (int j = 0; j < h; ++j)
-        for (int i = 0; i < w; ++i) {
-            bool on = true;
-            for (const ZolImage* m : masks) {
-                const Rect rm = regionOf(m);
-                on = on && kit::get(m, rm.x + i, rm.y + j, 0);
-            }
-            if (!on) continue;
-            for (auto [cs, cd] : channels) {
-                const int64_t v = kit::get(&srcCopy, rs.x + i, rs.y + j, cs) ^ pat;
-                kit::set(&dstView, rd.x + i, rd.y + j, cd, v);
-            }
-        }
-    return out;
-}
-
-// A random image configuration for one case.
-struct Case {
-    int depth, order, align, nCh;
-    bool alpha;
-};
-
-Image makeImage(std::mt19937& g, const Case& c, int w, int h) {
-    Image im(c.depth, c.nCh, w, h, c.order, c.align, c.alpha);
-    im.randomize(g());
-    return im;
-}
-
-void randomRoi(std::mt19937& g, Image& im, int coi, int w, int h) {
-    // Offsets and sizes may reach past the image's edges.
-    im.setRoi(coi, int(g() % (w + 2)), int(g() % (h + 2)), 1 + int(g() % (w + 3)),
-              1 + int(g() % (h + 3)));
-}
-
-Image randomMask(std::mt19937& g, int w, int h) {
-    const int mw = w + int(g() % 9), mh = h + int(g() % 4);
-    Image m(ZOL_DEPTH_1U, 1, mw, mh, ZOL_DATA_ORDER_PIXEL, g() % 2 ? 4 : 8);
-    m.randomize(g());
-    if (g() % 2) m.setRoi(0, int(g() % 9), int(g() % 4), w, h);
-    return m;
-}
-
 }  // namespace
 
-// Random geometry, depths, layouts, channels and masks: the operation must
-// equal the per-pixel model byte for byte, padding and alpha included.
+const std::vector<int> kLogicDepths = {ZOL_DEPTH_1U,  ZOL_DEPTH_8U,  ZOL_DEPTH_8S,
+                                       ZOL_DEPTH_16U, ZOL_DEPTH_16S, ZOL_DEPTH_32S};
+
+// Exclusive or and inversion over random frames: ROIs, channels, alpha,
+// masks, tiles and in-place use, against the bit model of each depth.
 TEST(LogicXorS, MatchesModelOverRandomFrames) {
-    const int depths[] = {ZOL_DEPTH_1U,  ZOL_DEPTH_8U,  ZOL_DEPTH_8S,
-                          ZOL_DEPTH_16U, ZOL_DEPTH_16S, ZOL_DEPTH_32S};
-    kit::Recorder rec;
-    for (uint32_t seed = 0; seed < 1500; ++seed) {
-        std::mt19937 g(seed);
-        Case c;
-        c.depth = depths[g() % 6];
-        c.order = int(g() % 2);
-        c.align = g() % 2 ? 4 : 8;
-        c.nCh = c.depth == ZOL_DEPTH_1U ? 1 : 1 + int(g() % 4);
-        c.alpha = c.nCh > 1 && g() % 3 == 0;
-        const int w = 1 + int(g() % 67), h = 1 + int(g() % 7);
-        SCOPED_TRACE(testing::Message() << "seed " << seed << " depth " << kit::depthName(c.depth)
-                                        << " order " << c.order << " nCh " << c.nCh << " alpha "
-                                        << c.alpha << " " << w << "x" << h);
-        Image src = makeImage(g, c, w, h);
-        // The destination may differ in size and, where alpha allows, in
-        // channel count.
-        Case cd = c;
-        if (c.alpha && g() % 2) cd.alpha = false, cd.nCh = c.nCh - 1;
-        const bool inPlace = g() % 6 == 0;
-        Image dstOwn = inPlace ? Image() : makeImage(g, cd, w + int(g() % 5), h + int(g() % 3));
-        ZolImage* dst = inPlace ? src.get() : dstOwn.get();
-
-        const int kind = int(g() % 4);  // whole, ROI, one channel, ROI elsewhere
-        if (kind >= 1) randomRoi(g, src, 0, w, h);
-        if (kind == 2 && c.depth != ZOL_DEPTH_1U) {
-            src->roi->coi = 1 + int(g() % c.nCh);
-            if (!inPlace) {
-                dstOwn.setRoi(1 + int(g() % dst->nChannels), 0, 0, dst->width, dst->height);
-            }
-        }
-        if (kind == 3 && !inPlace) randomRoi(g, dstOwn, 0, dst->width, dst->height);
-        Image maskS, maskD;
-        const int masks = int(g() % 4);
-        if (masks & 1) maskS = randomMask(g, w, h), src->maskROI = maskS;
-        if ((masks & 2) && !inPlace) maskD = randomMask(g, w, h), dst->maskROI = maskD;
-
-        const uint32_t value = g();
-        const std::vector<uint8_t> srcBytes = src.bytes();
-        const std::vector<uint8_t> expected = modelXor(src, dst, srcBytes, value);
-        const bool flat = !src->maskROI && !dst->maskROI && !c.alpha && !cd.alpha &&
-                          zol::ownIsWholeImage(src, dst, false);
-        zolXorS(src, dst, value);
-        src->maskROI = nullptr;
-        dst->maskROI = nullptr;
-        ASSERT_TRUE(rec.none()) << rec.reports()[0].context;
-
-        const auto* got = reinterpret_cast<const uint8_t*>(dst->imageData);
-        if (!flat) {
-            ASSERT_EQ(0, std::memcmp(got, expected.data(), expected.size()));
-        } else {
-            // The flat pass also writes the padding: with the source's
-            // padding combined with the pattern.
-            for (int y = 0; y < dst->height; ++y)
-                for (int x = 0; x < dst->width; ++x)
-                    for (int ch = 0; ch < dst->nChannels; ++ch)
-                        ASSERT_EQ(kit::get(dst, x, y, ch), [&] {
-                            ZolImage e = *dst;
-                            e.imageData = reinterpret_cast<char*>(const_cast<uint8_t*>(expected.data()));
-                            return kit::get(&e, x, y, ch);
-                        }()) << x << "," << y << "," << ch;
-        }
-    }
+    const uint32_t value = 0x9E3779B9u;
+    kit::FrameOptions o;
+    o.depths = kLogicDepths;
+    o.cases = 600;
+    kit::checkFrames([&](ZolImage* s, ZolImage* d) { zolXorS(s, d, value); },
+                     [&](int depth, const int64_t* v) { return v[0] ^ patternFor(depth, value); }, o);
+    o.seed = 10000;
+    kit::checkFrames([](ZolImage* s, ZolImage* d) { zolNot(s, d); },
+                     [](int, const int64_t* v) { return ~v[0]; }, o);
 }
 
 TEST(LogicXorS, WholeImagePassWritesPaddingFromSource) {

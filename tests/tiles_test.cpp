@@ -4,7 +4,6 @@
 
 #include <cstring>
 #include <memory>
-#include <random>
 
 #include "kit.h"
 #include "tiles.h"
@@ -33,10 +32,6 @@ Image copyOf(const ZolImage* im) {
     return c;
 }
 
-ZolROI* roiCopy(const ZolROI* r) {
-    return r ? zolCreateROI(r->coi, r->xOffset, r->yOffset, r->width, r->height) : nullptr;
-}
-
 std::vector<std::pair<int, TileRequest>> sequenceBy(const std::vector<const TileServer*>& who) {
     std::vector<std::pair<int, TileRequest>> out;
     for (const auto& [s, r] : TileServer::sequence())
@@ -46,83 +41,6 @@ std::vector<std::pair<int, TileRequest>> sequenceBy(const std::vector<const Tile
 }
 
 }  // namespace
-
-// Random layouts, tile sizes per image, ROIs, masks and in-place use: the
-// tiled operation gives the plain operation's pixels, and every server saw
-// its contract kept.
-TEST(Tiles, TiledEqualsPlainOverRandomFrames) {
-    const int depths[] = {ZOL_DEPTH_1U,  ZOL_DEPTH_8U,  ZOL_DEPTH_8S,
-                          ZOL_DEPTH_16U, ZOL_DEPTH_16S, ZOL_DEPTH_32S};
-    kit::Recorder rec;
-    for (uint32_t seed = 0; seed < 400; ++seed) {
-        std::mt19937 g(seed);
-        const int depth = depths[g() % 6];
-        const int order = int(g() % 2), align = g() % 2 ? 4 : 8;
-        const int nCh = depth == ZOL_DEPTH_1U ? 1 : 1 + int(g() % 4);
-        const bool alpha = nCh > 1 && g() % 3 == 0;
-        const int w = 1 + int(g() % 90), h = 1 + int(g() % 40);
-        SCOPED_TRACE(testing::Message() << "seed " << seed << " " << kit::depthName(depth) << " "
-                                        << w << "x" << h << " nCh " << nCh);
-        Image src(depth, nCh, w, h, order, align, alpha), dst(depth, nCh, w + int(g() % 9),
-                                                              h + int(g() % 5), order, align, alpha);
-        src.randomize(g());
-        dst.randomize(g());
-        if (g() % 2) src.setRoi(0, int(g() % 9), int(g() % 7), 1 + int(g() % w), 1 + int(g() % h));
-        if (g() % 2) dst.setRoi(0, int(g() % 11), int(g() % 5), w, h);
-        if (depth != ZOL_DEPTH_1U && g() % 4 == 0) {
-            src.setRoi(1 + int(g() % nCh), 0, 0, w, h);
-            dst.setRoi(1 + int(g() % nCh), 0, 0, w, h);
-        }
-        Image mask;
-        if (g() % 3 == 0) {
-            mask = Image(ZOL_DEPTH_1U, 1, w + 3, h + 2);
-            mask.randomize(g());
-            if (g() % 2) mask.setRoi(0, int(g() % 3), int(g() % 2), w, h);
-        }
-        const bool inPlace = g() % 5 == 0;
-        const int which = 1 + int(g() % 3);  // 1: source tiled, 2: destination, 3: both
-
-        // The plain run gives the expected pixels.
-        Image ps = copyOf(src), pd = copyOf(inPlace ? src.get() : dst.get());
-        ps->roi = roiCopy(src->roi);
-        pd->roi = roiCopy(inPlace ? src->roi : dst->roi);
-        ps->maskROI = mask.get();
-        if (inPlace) zolNot(ps, ps);
-        else zolNot(ps, pd);
-        ASSERT_TRUE(rec.none());
-
-        auto tileSize = [&] { return 8 * (1 + int(g() % 8)); };
-        std::unique_ptr<TileServer> ts, td;
-        ZolImage* s = src.get();
-        ZolImage* d = inPlace ? src.get() : dst.get();
-        if ((which & 1) || inPlace) {
-            ts = std::make_unique<TileServer>(src.get(), tileSize(), tileSize());
-            if (g() % 2) ts->freshBuffers(true);
-            s = ts->image();
-            s->roi = roiCopy(src->roi);
-            if (inPlace) d = s;
-        }
-        if ((which & 2) && !inPlace) {
-            td = std::make_unique<TileServer>(dst.get(), tileSize(), tileSize());
-            d = td->image();
-            d->roi = roiCopy(dst->roi);
-        }
-        s->maskROI = mask.get();
-        zolNot(s, d);
-        s->maskROI = nullptr;
-        ASSERT_TRUE(rec.none()) << rec.reports()[0].context;
-        for (TileServer* server : {ts.get(), td.get()}) {
-            if (!server) continue;
-            EXPECT_TRUE(server->breaches().empty()) << server->breaches()[0];
-            EXPECT_FALSE(server->held());
-            for (const TileRequest& r : server->log())
-                EXPECT_NE(inPlace ? ZOL_TILE_READ : -1, r.mode);
-        }
-        expectSamePixels(inPlace ? ps.get() : pd.get(), inPlace ? src.get() : dst.get());
-        if (::testing::Test::HasFatalFailure()) return;
-        TileServer::sequence().clear();
-    }
-}
 
 // Tiles 16 and 24 wide: pieces end at 16, 24, 32; the wider tile stays held
 // while the narrow one moves on; a source's tile comes before the
