@@ -23,14 +23,23 @@ bool isKnownDepth(int depth) {
 }
 
 int64_t ownCalcStep(int dataOrder, int depth, int align, int nChannels, int width) {
-    const int64_t bits = int64_t(width) * depthBits(depth) *
-                         (dataOrder == ZOL_DATA_ORDER_PLANE ? 1 : int64_t(nChannels));
+    // width x bits fits in 37 bits; with the channels it may not, and a step
+    // past INT64_MAX / 16 is as unusable as any that overflows an int.
+    const int64_t rowBits = int64_t(width) * depthBits(depth);
+    const int64_t n = dataOrder == ZOL_DATA_ORDER_PLANE ? 1 : int64_t(nChannels);
+    int64_t bits;
+    if (__builtin_mul_overflow(rowBits, n, &bits) || bits > INT64_MAX / 16) return INT64_MAX / 16;
     const int64_t a = int64_t(align) * 8;
     return ((bits + a - 1) & ~(a - 1)) >> 3;
 }
 
 int64_t ownCalcSize(int dataOrder, int nChannels, int height, int64_t step) {
-    return int64_t(height) * step * (dataOrder == ZOL_DATA_ORDER_PLANE ? nChannels : 1);
+    int64_t rows, size;
+    if (__builtin_mul_overflow(int64_t(height),
+                               int64_t(dataOrder == ZOL_DATA_ORDER_PLANE ? nChannels : 1), &rows) ||
+        __builtin_mul_overflow(rows, step, &size))
+        return INT64_MAX;
+    return size;
 }
 
 int ownTileStep(const ZolImage* image) {
