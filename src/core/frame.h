@@ -187,17 +187,40 @@ inline void runRow(const Op& op, char* const* row, size_t n, std::index_sequence
     op.run(n, reinterpret_cast<T*>(row[N - 1]), reinterpret_cast<const T*>(row[I])...);
 }
 
-// g elements per pixel, each image stepped by its own pixel stride; with a
-// mask row, only pixels whose bit is set.
-template <bool Masked, class Op, size_t N, size_t... I>
-inline void pixelRow(const Op& op, const Region<N>& r, int g, std::index_sequence<I...>) {
+// g elements of pixel x, each image stepped by its own pixel stride.
+template <class Op, size_t N, size_t... I>
+inline void pixelAt(const Op& op, const Region<N>& r, int x, int g, std::index_sequence<I...>) {
     using T = typename Op::T;
-    T* d = reinterpret_cast<T*>(r.row[N - 1]);
-    const ptrdiff_t dp = r.pix[N - 1];
-    for (int x = 0; x < r.w; ++x) {
-        if (Masked && !bitAt(r.maskRow, r.maskBit + x)) continue;
-        for (int c = 0; c < g; ++c)
-            d[x * dp + c] = op(reinterpret_cast<const T*>(r.row[I])[x * r.pix[I] + c]...);
+    T* d = reinterpret_cast<T*>(r.row[N - 1]) + x * r.pix[N - 1];
+    for (int c = 0; c < g; ++c)
+        d[c] = op(reinterpret_cast<const T*>(r.row[I])[x * r.pix[I] + c]...);
+}
+
+// A row of pixels; with a mask, only those whose bit is set. Whole mask
+// bytes are taken at once, so empty and full stretches of a mask cost no
+// test per pixel.
+template <bool Masked, class Op, size_t N, class Seq>
+inline void pixelRow(const Op& op, const Region<N>& r, int g, Seq seq) {
+    if (!Masked) {
+        for (int x = 0; x < r.w; ++x) pixelAt(op, r, x, g, seq);
+        return;
+    }
+    int x = 0;
+    while (x < r.w) {
+        const int64_t b = r.maskBit + x;
+        if ((b & 7) == 0 && x + 8 <= r.w) {
+            const unsigned m = r.maskRow[b >> 3];
+            if (m == 0xFF) {
+                for (int k = 0; k < 8; ++k) pixelAt(op, r, x + k, g, seq);
+            } else if (m) {
+                for (int k = 0; k < 8; ++k)
+                    if (m & (0x80u >> k)) pixelAt(op, r, x + k, g, seq);
+            }
+            x += 8;
+            continue;
+        }
+        if (bitAt(r.maskRow, b)) pixelAt(op, r, x, g, seq);
+        ++x;
     }
 }
 

@@ -139,7 +139,7 @@ bool ownBandWalk(const Frame& frame, int nSrc, const ZolImage* const* src, ZolIm
                  const WalkOptions& options, int line) {
     // Preparation: views, rectangles and the common size.
     Walked m, d, s[kMaxFrameImages - 1];
-    Walked* sv[kMaxFrameImages - 1] = {};  // view per source: its own or the destination's
+    Walked* sv[kMaxFrameImages - 1] = {};  // view per source: its own, or the one it shares
     if (mask) {
         m.init(mask);
     } else {
@@ -154,6 +154,11 @@ bool ownBandWalk(const Frame& frame, int nSrc, const ZolImage* const* src, ZolIm
     for (int i = 0; i < nSrc; ++i) {
         if (options.inPlace && src[i] == dst) {
             sv[i] = &d;
+            continue;
+        }
+        // A source given twice is one image: one view, one tile held.
+        if (options.inPlace && i > 0 && src[i] == src[0]) {
+            sv[i] = sv[0];
             continue;
         }
         sv[i] = &s[i];
@@ -171,7 +176,7 @@ bool ownBandWalk(const Frame& frame, int nSrc, const ZolImage* const* src, ZolIm
     Walked* all[kMaxFrameImages + 1];  // sources that are not in place, then dst
     int n = 0;
     for (int i = 0; i < nSrc; ++i)
-        if (sv[i] != &d) all[n++] = &s[i];
+        if (sv[i] == &s[i]) all[n++] = &s[i];
     all[n++] = &d;
     for (int i = 0; i < n; ++i) {
         Walked& im = *all[i];
