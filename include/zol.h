@@ -235,7 +235,8 @@ ZOL_API void* zoldMalloc(int length);
 /* Releases a block of the allocators above; NULL is allowed. */
 ZOL_API void zolFree(void* pointer);
 
-/* A new header without pixels, or NULL after a report. colorModel and
+/* A new header without pixels; NULL after a report for a bad argument, or
+ * NULL without a report when memory runs out. colorModel and
  * channelSeq must have four readable bytes; the first four are copied. */
 ZOL_API ZolImage* zolCreateImageHeader(int nChannels, int alphaChannel, int depth,
                                        const char* colorModel, const char* channelSeq,
@@ -278,6 +279,19 @@ ZOL_API void zolSetBorderMode(ZolImage* image, int mode, int sides, int constVal
 /* Logic                                                                */
 /* ------------------------------------------------------------------ */
 
+/* dst = a AND b, a OR b, a XOR b on the bits of each element, for 1U, 8U,
+ * 8S, 16U, 16S, 32S (32F is refused). Honours ROI, coi and the masks of all
+ * three images; the alpha channel is untouched; 1-bit regions may start at
+ * different bit offsets, and bits outside the rectangle keep their values.
+ * When all three images are whole, alike and unmasked, the row padding of
+ * the destination is written too (from the sources' padding). Any two of
+ * the images, or all three, may be the same. */
+ZOL_API void zolAnd(ZolImage* srcImageA, ZolImage* srcImageB, ZolImage* dstImage);
+ZOL_API void zolOr(ZolImage* srcImageA, ZolImage* srcImageB, ZolImage* dstImage);
+ZOL_API void zolXor(ZolImage* srcImageA, ZolImage* srcImageB, ZolImage* dstImage);
+/* dst = src AND value, src OR value: as zolXorS below. */
+ZOL_API void zolAndS(ZolImage* srcImage, ZolImage* dstImage, uint32_t value);
+ZOL_API void zolOrS(ZolImage* srcImage, ZolImage* dstImage, uint32_t value);
 /* dst = src XOR value on the bits of each element, for 1U, 8U, 8S, 16U,
  * 16S, 32S (32F is refused). value becomes a pattern per depth: 1-bit: bit 0
  * spread; 8-bit: the low byte; 16-bit: the low 16 bits; 32S: unchanged.
@@ -287,6 +301,19 @@ ZOL_API void zolSetBorderMode(ZolImage* image, int mode, int sides, int constVal
 ZOL_API void zolXorS(ZolImage* srcImage, ZolImage* dstImage, uint32_t value);
 /* zolXorS(srcImage, dstImage, 0xFFFFFFFF): reports in the name of zolXorS. */
 ZOL_API void zolNot(ZolImage* srcImage, ZolImage* dstImage);
+/* dst = src << nShift in the element's width for 8U, 8S, 16U, 16S, 32S:
+ * shifted-out bits are lost, zeros come in, nothing saturates. nShift 0 is
+ * zolXorS(src, dst, 0), a copy; nShift at or above the width (unsigned, so
+ * a negative count is very large; any count above 0 on 1U) is
+ * zolAndS(src, dst, 0), all zeros; failures there are reported in the name
+ * of zolXorS or zolAndS. A NULL srcImage is -5 "srcImage==0". ROI, coi,
+ * masks, alpha and the padding of whole images as zolXorS. */
+ZOL_API void zolLShiftS(ZolImage* srcImage, ZolImage* dstImage, uint32_t nShift);
+/* dst = src >> nShift: logical for unsigned depths, arithmetic for signed
+ * ones (rounding toward minus infinity). As zolLShiftS, except that on a
+ * signed depth a count at or above the width becomes width - 1: every
+ * element becomes 0 or -1. */
+ZOL_API void zolRShiftS(ZolImage* srcImage, ZolImage* dstImage, uint32_t nShift);
 
 /* ------------------------------------------------------------------ */
 /* Test image                                                           */

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <memory>
 
+#include "core/frame.h"
 #include "kit.h"
 #include "tiles.h"
 
@@ -131,4 +132,49 @@ TEST(Tiles, MissingTileStopsTheWalk) {
     zolNot(src, td.image());
     EXPECT_TRUE(rec.only(ZOL_STATUS_BAD_ARGUMENT, "zolXorS",
                          "(dstImage->tileInfo->tileData == ((void*)(0)))"));
+}
+
+// The walk's variant without the in-place test and with the check that the
+// callback cleared tileData at release (the absolute-value walk).
+TEST(Tiles, WalkVariantForSeparateViews) {
+    struct Neg : zol::ElementOp<Neg, uint8_t> {
+        uint8_t operator()(uint8_t a) const { return uint8_t(~a); }
+    };
+    auto kernel = [](const ZolImage* const (&s)[1], ZolImage* d, const ZolImage* m,
+                     const zol::Plan& p) { zol::mapRegion(Neg{}, s, d, m, p); };
+    zol::WalkOptions variant;
+    variant.inPlace = false;
+    variant.requireCleared = true;
+    zol::Plan plan{{0, 0, 0}, 1, true, false};
+    const zol::Frame f("zolAbs");
+
+    Image a(ZOL_DEPTH_8U, 1, 16, 8), b(ZOL_DEPTH_8U, 1, 16, 8);
+    a.randomize(9);
+    Image want = copyOf(a);
+    zolNot(want, want);
+    {
+        // One image as source and destination: a read and a write of the
+        // same tile, each released.
+        TileServer sa(a, 16, 8);
+        const ZolImage* src[1] = {sa.image()};
+        EXPECT_TRUE(f.run(kernel, src, sa.image(), nullptr, plan, variant));
+        const std::vector<TileRequest> log = {{0, 0, R}, {0, 0, W}, {0, 0, X}, {0, 0, X}};
+        EXPECT_EQ(log, sa.log());
+    }
+    expectSamePixels(want, a);
+
+    // A callback that leaves tileData set at release fails after the first
+    // piece; the ordinary walk takes the same callback.
+    TileServer sb(b, 8, 8);
+    sb.keepTileDataAtRelease(true);
+    const ZolImage* src[1] = {a.get()};
+    kit::Recorder rec;
+    EXPECT_FALSE(f.run(kernel, src, sb.image(), nullptr, plan, variant));
+    EXPECT_TRUE(rec.only(ZOL_STATUS_BAD_ARGUMENT, "zolAbs",
+                         "(dstImage->tileInfo->tileData != ((void*)(0)))"));
+    EXPECT_EQ(2u, sb.log().size());  // the write and the release that failed
+    rec.clear();
+    zolSetErrStatus(0);
+    EXPECT_TRUE(f.run(kernel, src, sb.image(), nullptr, plan));
+    EXPECT_TRUE(rec.none());
 }

@@ -9,24 +9,110 @@
 
 namespace zol {
 
+// The bit operation of a kernel. Only a tag here: each form keeps its own
+// inline helpers, so no SIMD-compiled copy of one can reach the plain path.
+enum class BitOp { And, Or, Xor };
+
 // Applies a 32-bit pattern to n bytes; byte i of the run meets byte i % 4
 // of the pattern (little-endian), so a run that starts on an element keeps
 // the pattern's phase for 8-, 16- and 32-bit elements. s may equal d.
 using ConstRunFn = void (*)(const uint8_t* s, uint8_t* d, size_t n, uint32_t pattern);
+// d[i] = a[i] op b[i] over n bytes; any of the three may be the same run.
+using PairRunFn = void (*)(const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n);
+// Shifts n elements by count, 0 < count < the element's width; s may equal d.
+// Unsigned types shift logically, signed ones arithmetically (right only).
+template <class T>
+using ShiftRunFn = void (*)(const T* s, T* d, size_t n, unsigned count);
 
 struct LogicKernels {
-    ConstRunFn xorConstRun;
+    ConstRunFn andConstRun, orConstRun, xorConstRun;
+    PairRunFn andRun, orRun, xorRun;
+    ShiftRunFn<uint8_t> shl8;
+    ShiftRunFn<uint16_t> shl16;
+    ShiftRunFn<uint32_t> shl32;
+    ShiftRunFn<uint8_t> shr8u;
+    ShiftRunFn<int8_t> shr8s;
+    ShiftRunFn<uint16_t> shr16u;
+    ShiftRunFn<int16_t> shr16s;
+    ShiftRunFn<int32_t> shr32s;
 };
 
+// The same names in every form; a SIMD form may lack some (the table then
+// keeps the form below).
+#define ZOL_LOGIC_KERNELS                                                          \
+    void andConstRun(const uint8_t* s, uint8_t* d, size_t n, uint32_t pattern);    \
+    void orConstRun(const uint8_t* s, uint8_t* d, size_t n, uint32_t pattern);     \
+    void xorConstRun(const uint8_t* s, uint8_t* d, size_t n, uint32_t pattern);    \
+    void andRun(const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n);         \
+    void orRun(const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n);          \
+    void xorRun(const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n);         \
+    void shl8(const uint8_t* s, uint8_t* d, size_t n, unsigned count);             \
+    void shl16(const uint16_t* s, uint16_t* d, size_t n, unsigned count);          \
+    void shl32(const uint32_t* s, uint32_t* d, size_t n, unsigned count);          \
+    void shr8u(const uint8_t* s, uint8_t* d, size_t n, unsigned count);            \
+    void shr8s(const int8_t* s, int8_t* d, size_t n, unsigned count);              \
+    void shr16u(const uint16_t* s, uint16_t* d, size_t n, unsigned count);         \
+    void shr16s(const int16_t* s, int16_t* d, size_t n, unsigned count);           \
+    void shr32s(const int32_t* s, int32_t* d, size_t n, unsigned count);
+
 namespace plain {
-void xorConstRun(const uint8_t* s, uint8_t* d, size_t n, uint32_t pattern);
+ZOL_LOGIC_KERNELS
 }
 namespace sse2 {
-void xorConstRun(const uint8_t* s, uint8_t* d, size_t n, uint32_t pattern);
+ZOL_LOGIC_KERNELS
 }
 namespace avx2 {
-void xorConstRun(const uint8_t* s, uint8_t* d, size_t n, uint32_t pattern);
+ZOL_LOGIC_KERNELS
 }
+
+#undef ZOL_LOGIC_KERNELS
+
+// Defines the named kernels of a form from the templates that form writes
+// once: constRun<op>, pairRun<op> and shiftRun<T, left>. Expanded inside the
+// form's namespace, so every name calls that form's own templates.
+#define ZOL_LOGIC_NAMED_KERNELS                                                     \
+    void andConstRun(const uint8_t* s, uint8_t* d, size_t n, uint32_t p) {          \
+        constRun<BitOp::And>(s, d, n, p);                                           \
+    }                                                                               \
+    void orConstRun(const uint8_t* s, uint8_t* d, size_t n, uint32_t p) {           \
+        constRun<BitOp::Or>(s, d, n, p);                                            \
+    }                                                                               \
+    void xorConstRun(const uint8_t* s, uint8_t* d, size_t n, uint32_t p) {          \
+        constRun<BitOp::Xor>(s, d, n, p);                                           \
+    }                                                                               \
+    void andRun(const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n) {         \
+        pairRun<BitOp::And>(a, b, d, n);                                            \
+    }                                                                               \
+    void orRun(const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n) {          \
+        pairRun<BitOp::Or>(a, b, d, n);                                             \
+    }                                                                               \
+    void xorRun(const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n) {         \
+        pairRun<BitOp::Xor>(a, b, d, n);                                            \
+    }                                                                               \
+    void shl8(const uint8_t* s, uint8_t* d, size_t n, unsigned c) {                 \
+        shiftRun<uint8_t, true>(s, d, n, c);                                        \
+    }                                                                               \
+    void shl16(const uint16_t* s, uint16_t* d, size_t n, unsigned c) {              \
+        shiftRun<uint16_t, true>(s, d, n, c);                                       \
+    }                                                                               \
+    void shl32(const uint32_t* s, uint32_t* d, size_t n, unsigned c) {              \
+        shiftRun<uint32_t, true>(s, d, n, c);                                       \
+    }                                                                               \
+    void shr8u(const uint8_t* s, uint8_t* d, size_t n, unsigned c) {                \
+        shiftRun<uint8_t, false>(s, d, n, c);                                       \
+    }                                                                               \
+    void shr8s(const int8_t* s, int8_t* d, size_t n, unsigned c) {                  \
+        shiftRun<int8_t, false>(s, d, n, c);                                        \
+    }                                                                               \
+    void shr16u(const uint16_t* s, uint16_t* d, size_t n, unsigned c) {             \
+        shiftRun<uint16_t, false>(s, d, n, c);                                      \
+    }                                                                               \
+    void shr16s(const int16_t* s, int16_t* d, size_t n, unsigned c) {               \
+        shiftRun<int16_t, false>(s, d, n, c);                                       \
+    }                                                                               \
+    void shr32s(const int32_t* s, int32_t* d, size_t n, unsigned c) {               \
+        shiftRun<int32_t, false>(s, d, n, c);                                       \
+    }
 
 // The kernels for the active form, and which form that is.
 const LogicKernels& logicKernels();

@@ -12,8 +12,22 @@ inline constexpr const char kCreateImageHeader[] = "zolCreateImageHeader";
 inline constexpr const char kAllocateImage[] = "zolAllocateImage";
 inline constexpr const char kAllocateImageFP[] = "zolAllocateImageFP";
 inline constexpr const char kCloneImage[] = "zolCloneImage";
+inline constexpr const char kAnd[] = "zolAnd";
+inline constexpr const char kOr[] = "zolOr";
+inline constexpr const char kXor[] = "zolXor";
+inline constexpr const char kAndS[] = "zolAndS";
+inline constexpr const char kOrS[] = "zolOrS";
 inline constexpr const char kXorS[] = "zolXorS";
+inline constexpr const char kLShiftS[] = "zolLShiftS";
+inline constexpr const char kRShiftS[] = "zolRShiftS";
+inline constexpr const char kAdd[] = "zolAdd";
+inline constexpr const char kSubtract[] = "zolSubtract";
+inline constexpr const char kMultiply[] = "zolMultiply";
 inline constexpr const char kCreateImageJaehne[] = "zolCreateImageJaehne";
+inline constexpr const char kCopy[] = "zolCopy";
+inline constexpr const char kSet[] = "zolSet";
+inline constexpr const char kSetFP[] = "zolSetFP";
+inline constexpr const char kExchange[] = "zolExchange";
 
 // Contexts shared by the header functions and the call frame.
 inline constexpr const char kIncorrectImage[] = "Incorrect Image";
@@ -45,6 +59,9 @@ inline constexpr const char kNChSrc[] = "(nChSrc != nChDst)";
 inline constexpr const char kNChSrcA[] = "(nChSrcA != nChDst)";
 inline constexpr const char kNChSrcB[] = "(nChSrcB != nChDst)";
 inline constexpr const char kNo32F[] = "This function does not support depth 32F";
+// Pre-check of families that refuse a missing source before the header checks.
+inline constexpr const char kSrcNull[] = "srcImage==0";
+inline constexpr const char kSrcANull[] = "srcImageA==0";
 
 // The band walk: a tile that did not come, or that stayed set at release.
 inline constexpr const char kTileSrc[] = "(srcImage->tileInfo->tileData == ((void*)(0)))";
@@ -55,6 +72,19 @@ inline constexpr const char kTileSrcHeld[] = "(srcImage->tileInfo->tileData != (
 inline constexpr const char kTileSrcAHeld[] = "(srcImageA->tileInfo->tileData != ((void*)(0)))";
 inline constexpr const char kTileSrcBHeld[] = "(srcImageB->tileInfo->tileData != ((void*)(0)))";
 inline constexpr const char kTileDstHeld[] = "(dstImage->tileInfo->tileData != ((void*)(0)))";
+
+// Copy, set, exchange; the tile and COI texts are shared by later families.
+inline constexpr const char kCopyDepth[] = "srcImage->depth != dstImage->depth";
+inline constexpr const char kCopyOrigin[] = "srcImage->origin != dstImage->origin";
+inline constexpr const char kCopyOrder[] = "srcImage->dataOrder != dstImage->dataOrder";
+inline constexpr const char kCoiMismatch[] = "srcImage COI != dstImage COI";
+inline constexpr const char kUseSetFP[] = "You should use zolSetFP for this image";
+inline constexpr const char kUseSet[] = "You should use zolSet for this image";
+inline constexpr const char kDstNull[] = "dstImage==0";
+inline constexpr const char kGetTileRead[] = "Error get tile to read";
+inline constexpr const char kGetTileWrite[] = "Error get tile to write";
+// A Backtrace report that names no step.
+inline constexpr const char kNoContext[] = "";
 
 // Test image.
 inline constexpr const char kJaehneNoHeader[] =
