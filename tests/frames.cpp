@@ -177,6 +177,13 @@ private:
                                     ZOL_DATA_ORDER_PIXEL, pick(2) ? 4 : 8);
                 Image& m = masks_.back();
                 m.randomize(g_());
+                if (pick(2)) {  // long runs of set and clear bits, as real masks have
+                    bool on = pick(2);
+                    for (int i = 0; i < m->imageSize; ++i) {
+                        if (pick(6) == 0) on = !on;
+                        if (pick(8)) m->imageData[i] = char(on ? 0xFF : 0);
+                    }
+                }
                 if (pick(2)) m.setRoi(0, pick(9), pick(3), w, h);
                 im->maskROI = m;
                 describe_ << " mask";

@@ -187,40 +187,52 @@ inline void runRow(const Op& op, char* const* row, size_t n, std::index_sequence
     op.run(n, reinterpret_cast<T*>(row[N - 1]), reinterpret_cast<const T*>(row[I])...);
 }
 
-// g elements of pixel x, each image stepped by its own pixel stride.
-template <class Op, size_t N, size_t... I>
-inline void pixelAt(const Op& op, const Region<N>& r, int x, int g, std::index_sequence<I...>) {
+// A row of pixels, g elements each, every image stepped by its own pixel
+// stride; with a mask, only pixels whose bit is set. Empty and full bytes of
+// the mask are passed whole. Pointers and the operation are held in locals:
+// stores of 8-bit elements may alias anything, and would force reloads.
+template <bool Masked, class Op, size_t N, size_t... I>
+inline void pixelRow(const Op& op, const Region<N>& r, int g, std::index_sequence<I...>) {
     using T = typename Op::T;
-    T* d = reinterpret_cast<T*>(r.row[N - 1]) + x * r.pix[N - 1];
-    for (int c = 0; c < g; ++c)
-        d[c] = op(reinterpret_cast<const T*>(r.row[I])[x * r.pix[I] + c]...);
-}
-
-// A row of pixels; with a mask, only those whose bit is set. Whole mask
-// bytes are taken at once, so empty and full stretches of a mask cost no
-// test per pixel.
-template <bool Masked, class Op, size_t N, class Seq>
-inline void pixelRow(const Op& op, const Region<N>& r, int g, Seq seq) {
+    const Op o = op;
+    T* const d = reinterpret_cast<T*>(r.row[N - 1]);
+    const ptrdiff_t dp = r.pix[N - 1];
+    const T* const src[N] = {reinterpret_cast<const T*>(r.row[I])...};
+    const ptrdiff_t sp[N] = {r.pix[I]...};
+    const int w = r.w;
+    auto at = [&](int x) {
+        for (int c = 0; c < g; ++c) d[x * dp + c] = o(src[I][x * sp[I] + c]...);
+    };
     if (!Masked) {
-        for (int x = 0; x < r.w; ++x) pixelAt(op, r, x, g, seq);
+        for (int x = 0; x < w; ++x) at(x);
         return;
     }
-    int x = 0;
-    while (x < r.w) {
-        const int64_t b = r.maskBit + x;
-        if ((b & 7) == 0 && x + 8 <= r.w) {
-            const unsigned m = r.maskRow[b >> 3];
-            if (m == 0xFF) {
-                for (int k = 0; k < 8; ++k) pixelAt(op, r, x + k, g, seq);
-            } else if (m) {
-                for (int k = 0; k < 8; ++k)
-                    if (m & (0x80u >> k)) pixelAt(op, r, x + k, g, seq);
-            }
-            x += 8;
-            continue;
+    // Runs of set mask bits; where every image holds its pixels' elements
+    // side by side, a long run goes through the operation's row kernel.
+    const uint8_t* const mrow = r.maskRow;
+    const int64_t mbit = r.maskBit;
+    bool packed = dp == g;
+    for (size_t k = 0; k + 1 < N; ++k) packed = packed && sp[k] == g;
+    auto runOf = [&](int x, unsigned bit) {  // end of the run of equal bits from x
+        while (x < w) {
+            const int64_t b = mbit + x;
+            const unsigned v = ((bit ? mrow[b >> 3] : ~mrow[b >> 3]) << (b & 7)) & 0xFFu;
+            const int avail = 8 - int(b & 7);
+            const int ones = __builtin_clz(~(v << 24));  // leading set bits, at most 8
+            if (ones < avail) return x + ones < w ? x + ones : w;
+            x += avail;
         }
-        if (bitAt(r.maskRow, b)) pixelAt(op, r, x, g, seq);
-        ++x;
+        return w;
+    };
+    int x = 0;
+    while (x < w) {
+        const int start = runOf(x, 0);
+        x = runOf(start, 1);
+        if (packed && x - start >= 16) {
+            o.run(size_t(x - start) * size_t(g), d + start * dp, (src[I] + start * sp[I])...);
+        } else {
+            for (int k = start; k < x; ++k) at(k);
+        }
     }
 }
 
