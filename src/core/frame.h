@@ -216,7 +216,8 @@ inline void pixelRow(const Op& op, const Region<N>& r, int g, std::index_sequenc
     auto runOf = [&](int x, unsigned bit) {  // end of the run of equal bits from x
         while (x < w) {
             const int64_t b = mbit + x;
-            const unsigned v = ((bit ? mrow[b >> 3] : ~mrow[b >> 3]) << (b & 7)) & 0xFFu;
+            const unsigned byte = mrow[b >> 3];
+            const unsigned v = (((bit ? byte : ~byte) & 0xFFu) << (b & 7)) & 0xFFu;
             const int avail = 8 - int(b & 7);
             const int ones = __builtin_clz(~(v << 24));  // leading set bits, at most 8
             if (ones < avail) return x + ones < w ? x + ones : w;
