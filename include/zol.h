@@ -316,6 +316,42 @@ ZOL_API void zolLShiftS(ZolImage* srcImage, ZolImage* dstImage, uint32_t nShift)
 ZOL_API void zolRShiftS(ZolImage* srcImage, ZolImage* dstImage, uint32_t nShift);
 
 /* ------------------------------------------------------------------ */
+/* Copy, set, exchange                                                  */
+/* ------------------------------------------------------------------ */
+
+/* These move or write elements without converting them. Each image works
+ * on its region (ROI cut at its edges, or the whole image); the common
+ * region has the smallest width and height of the images' regions and of
+ * the mask's, each keeping its own top-left corner. The channel set is the
+ * ROI's coi alone, else every channel but the alpha channel; a set that is
+ * the alpha channel alone does nothing and reports nothing. A mask is the
+ * destination's maskROI, the source's, or the AND of both when they
+ * differ, placed by its own ROI; a set bit selects a pixel. Elements,
+ * row padding and channels outside region, set or mask stay untouched.
+ * Tiled images are walked tile by tile. */
+
+/* Copies the common region of srcImage into dstImage. Depths 1U, 8U, 8S,
+ * 16U, 16S, 32S, 32F, the same in both images, with the same origin and,
+ * unless the depth is 1U or both images have one channel, the same
+ * dataOrder; the channel sets must have the same size (-24 otherwise).
+ * The depth, origin and order checks each report and go on, so the last
+ * fault stands; then a negative status, even one left by an earlier call,
+ * or srcImage == dstImage, returns without touching anything. 1-bit
+ * regions may start at any bit; the bits around them keep their values. */
+ZOL_API void zolCopy(ZolImage* srcImage, ZolImage* dstImage);
+/* Writes fillValue, clamped to the depth's range (1U 0..1, 8U 0..255, 8S
+ * -128..127, 16U 0..65535, 16S -32768..32767, 32S as it is), into the
+ * image's region. 32F is refused (-17): use zolSetFP. A 1-bit image under
+ * a mask has its mask image inverted in place and back during the call. */
+ZOL_API void zolSet(ZolImage* image, int fillValue);
+/* The same for a 32F image; every bit of fillValue reaches the pixels, NaN
+ * payloads included. A NULL image is -5, any other depth -17. */
+ZOL_API void zolSetFP(ZolImage* image, float fillValue);
+/* Swaps the common regions of the two images; accepts and checks them as
+ * zolCopy does. Applied twice it restores both images. */
+ZOL_API void zolExchange(ZolImage* srcImage, ZolImage* dstImage);
+
+/* ------------------------------------------------------------------ */
 /* Test image                                                           */
 /* ------------------------------------------------------------------ */
 
