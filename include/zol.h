@@ -316,6 +316,40 @@ ZOL_API void zolLShiftS(ZolImage* srcImage, ZolImage* dstImage, uint32_t nShift)
 ZOL_API void zolRShiftS(ZolImage* srcImage, ZolImage* dstImage, uint32_t nShift);
 
 /* ------------------------------------------------------------------ */
+/* Dyadic arithmetic                                                    */
+/* ------------------------------------------------------------------ */
+
+/* dst = a + b element by element, for 8U, 8S, 16U, 16S, 32S and 32F. An
+ * integer sum is exact and then clamped to the depth's range (8U: 200 + 100
+ * = 255; 32S: 2147483647 + 1 = 2147483647). A 32F sum is rounded once to
+ * single precision and not clamped: infinities pass through, and a NaN
+ * operand comes out quieted (srcImageA's where both are NaN). A 1U
+ * srcImageA makes the call zolOr(srcImageA, srcImageB, dstImage), which
+ * checks and reports in its own name: 1 + 1 = 1. A NULL srcImageA is -5
+ * "srcImageA==0". Otherwise the three images share depth, data order and
+ * channel count (the alpha channel not counted, a coi counting as one);
+ * ROI, coi, the masks of all three, tiles and in-place use (any two of the
+ * images, or all three, the same) are honoured. Untouched: the destination
+ * outside the common region, the alpha channel unless a coi selects it,
+ * channels a coi leaves out, pixels a mask leaves out, and the row padding,
+ * except when all three images are whole, alike and unmasked: then the
+ * padding is computed from the sources' padding like any element. */
+ZOL_API void zolAdd(ZolImage* srcImageA, ZolImage* srcImageB, ZolImage* dstImage);
+/* dst = a - b, srcImageA the minuend; as zolAdd otherwise. 8U and 16U clamp
+ * at 0 from below, the signed depths to their range; 32F in single
+ * precision. There is no pre-check: a NULL srcImageA is -9 "Incorrect
+ * Image". 1U images are handled here, as a AND NOT b (the saturated
+ * difference of two bits); their data orders may differ, and bits of the
+ * destination outside the region keep their values. */
+ZOL_API void zolSubtract(ZolImage* srcImageA, ZolImage* srcImageB, ZolImage* dstImage);
+/* dst = a * b without scaling; as zolAdd otherwise. An integer product is
+ * exact and then clamped (8U: 200 * 2 = 255; 16U: 256 * 256 = 65535; 32S:
+ * 46341 * 46341 = 2147483647); 32F in single precision. A 1U srcImageA
+ * makes the call zolAnd(srcImageA, srcImageB, dstImage), reporting in its
+ * own name. A NULL srcImageA is -5 "srcImageA==0". */
+ZOL_API void zolMultiply(ZolImage* srcImageA, ZolImage* srcImageB, ZolImage* dstImage);
+
+/* ------------------------------------------------------------------ */
 /* Copy, set, exchange                                                  */
 /* ------------------------------------------------------------------ */
 
