@@ -350,6 +350,80 @@ ZOL_API void zolSubtract(ZolImage* srcImageA, ZolImage* srcImageB, ZolImage* dst
 ZOL_API void zolMultiply(ZolImage* srcImageA, ZolImage* srcImageB, ZolImage* dstImage);
 
 /* ------------------------------------------------------------------ */
+/* Constant and monadic arithmetic                                      */
+/* ------------------------------------------------------------------ */
+
+/* Common to the eight functions below: srcImage and dstImage share depth,
+ * data order and channel count (the alpha channel not counted, a coi
+ * counting as one; zolAbs has rules of its own), and may be the same image.
+ * ROI, coi, the masks of both images (combined) and tiles are honoured.
+ * Untouched: the destination outside the common region, the alpha channel
+ * unless a coi selects it, channels a coi leaves out, pixels a mask leaves
+ * out, and the row padding, except when both images are whole, alike and
+ * unmasked: then the padding is computed from the source's padding like
+ * any element (never in zolAbs). Integer results are exact and then clamped
+ * to the depth's range; a constant out of that range is no fault. Where a
+ * constant can only saturate or change nothing, the call becomes a logic
+ * operation before any check of the images, and that operation checks and
+ * reports in its own name (a NULL dstImage there is -9 "Incorrect Image"
+ * from zolAndS, zolOrS or zolXorS). A NULL srcImage is -5 "srcImage==0"
+ * in the six functions with a constant. */
+
+/* dst = src + value for 32S, exact and clamped (a + value never wraps).
+ * 1U: zolOrS(src, dst, value). 8U, 8S, 16U, 16S: zolSubtractS(src, dst, v,
+ * 0) with v = -value, or 65535 for value below -65535; all reports then
+ * name zolSubtractS. 32F is refused: -5 "For processing depth 32F use
+ * function zolAddSFP". */
+ZOL_API void zolAddS(ZolImage* srcImage, ZolImage* dstImage, int value);
+/* dst = src - value, or with flip nonzero value - src, for 8U, 8S, 16U,
+ * 16S, 32S; exact, then clamped (8U 0..255, 8S -128..127, 16U 0..65535,
+ * 16S -32768..32767, 32S its range). 32F is refused: -5 "For processing
+ * depth 32F use function zolSubtractSFP". Short cuts, M being 255 (8U) or
+ * 65535 (16U): without flip, value <= -M is zolOrS(src, dst, 0xFFFFFFFF)
+ * and value >= M is zolAndS(src, dst, 0); with flip, value <= 0 is
+ * zolAndS(src, dst, 0) and value >= 2M is zolOrS(src, dst, 0xFFFFFFFF).
+ * 1U, v = value & 1: a copy through zolXorS(src, dst, v) when v is 0
+ * without flip or 1 with flip (then it inverts), else zolAndS(src, dst, 0). */
+ZOL_API void zolSubtractS(ZolImage* srcImage, ZolImage* dstImage, int value, int flip);
+/* dst = src * value, exact in 32 bits (32S: in 64) and clamped, without
+ * scaling (8U: 200 * 2 = 255). 32F is refused: -5 "For processing depth
+ * 32F use function zolMultiplySFP". 1U: zolAndS(src, dst, value). 8U and
+ * 16U: value <= 0 is zolAndS(src, dst, 0), all zeros. */
+ZOL_API void zolMultiplyS(ZolImage* srcImage, ZolImage* dstImage, int value);
+/* dst = src + value on 32F alone, in single precision: one rounding, no
+ * clamping; infinities pass through, and a NaN comes out quieted (the
+ * element's where both are NaN). Another depth is -5 "For processing this
+ * depth use function zolAddS". */
+ZOL_API void zolAddSFP(ZolImage* srcImage, ZolImage* dstImage, float value);
+/* dst = src - value, or with flip nonzero value - src; as zolAddSFP,
+ * another depth naming zolSubtractS. */
+ZOL_API void zolSubtractSFP(ZolImage* srcImage, ZolImage* dstImage, float value, int flip);
+/* dst = src * value; as zolAddSFP, another depth naming zolMultiplyS. */
+ZOL_API void zolMultiplySFP(ZolImage* srcImage, ZolImage* dstImage, float value);
+/* dst = src * src at every depth: 1U the bit itself, 8U up to 255, 8S up
+ * to 127 (-12 gives 127), 16U up to 65535, 16S up to 32767, 32S exact then
+ * up to 2147483647, 32F in single precision. A NULL image is -9 "Incorrect
+ * Image"; 1U images may differ in data order. */
+ZOL_API void zolSquare(ZolImage* srcImage, ZolImage* dstImage);
+/* dst = |src| for 8S, 16S, 32S in two's complement, (a + s) ^ s with s the
+ * sign spread: the most negative value stays itself (|-128| is -128).
+ * 1U, 8U, 16U are copied; 32F is refused, -5 "This function does not
+ * support depth 32F" (after the masks are combined). Checks, in order:
+ * headers ("Incorrect Image"), depth, data order; if both images or
+ * neither have alpha, equal nChannels, else -5 "(nChSrc != nChDst)"; a coi
+ * counts only on an image of more than one channel, and must count on both
+ * or neither, else -5 "(nChSrcCoi != nChDstCoi)"; without a coi, equal
+ * nChannels with alpha on one side only is -5 "(aChSrc != aChDst)". Channels
+ * written: the fewer nChannels of the two; nChannels - 1 of the source if
+ * both have alpha; 1 with a coi. Two masks are combined into a new image;
+ * an empty common mask region does nothing. Tiled images are walked with a
+ * read and a write request even for one image used as both, and the
+ * callback must clear tileData at each release, else -5
+ * "(srcImage->tileInfo->tileData != ((void*)(0)))" or the same with
+ * dstImage. */
+ZOL_API void zolAbs(ZolImage* srcImage, ZolImage* dstImage);
+
+/* ------------------------------------------------------------------ */
 /* Copy, set, exchange                                                  */
 /* ------------------------------------------------------------------ */
 

@@ -23,6 +23,14 @@ inline constexpr const char kRShiftS[] = "zolRShiftS";
 inline constexpr const char kAdd[] = "zolAdd";
 inline constexpr const char kSubtract[] = "zolSubtract";
 inline constexpr const char kMultiply[] = "zolMultiply";
+inline constexpr const char kAddS[] = "zolAddS";
+inline constexpr const char kSubtractS[] = "zolSubtractS";
+inline constexpr const char kMultiplyS[] = "zolMultiplyS";
+inline constexpr const char kAddSFP[] = "zolAddSFP";
+inline constexpr const char kSubtractSFP[] = "zolSubtractSFP";
+inline constexpr const char kMultiplySFP[] = "zolMultiplySFP";
+inline constexpr const char kSquare[] = "zolSquare";
+inline constexpr const char kAbs[] = "zolAbs";
 inline constexpr const char kCreateImageJaehne[] = "zolCreateImageJaehne";
 inline constexpr const char kCopy[] = "zolCopy";
 inline constexpr const char kSet[] = "zolSet";
@@ -62,6 +70,18 @@ inline constexpr const char kNo32F[] = "This function does not support depth 32F
 // Pre-check of families that refuse a missing source before the header checks.
 inline constexpr const char kSrcNull[] = "srcImage==0";
 inline constexpr const char kSrcANull[] = "srcImageA==0";
+// A depth that belongs to the sister function with the other kind of constant.
+inline constexpr const char kUseAddSFP[] = "For processing depth 32F use function zolAddSFP";
+inline constexpr const char kUseSubtractSFP[] =
+    "For processing depth 32F use function zolSubtractSFP";
+inline constexpr const char kUseMultiplySFP[] =
+    "For processing depth 32F use function zolMultiplySFP";
+inline constexpr const char kUseAddS[] = "For processing this depth use function zolAddS";
+inline constexpr const char kUseSubtractS[] = "For processing this depth use function zolSubtractS";
+inline constexpr const char kUseMultiplyS[] = "For processing this depth use function zolMultiplyS";
+// The channel rules of zolAbs.
+inline constexpr const char kNChCoi[] = "(nChSrcCoi != nChDstCoi)";
+inline constexpr const char kAlphaCh[] = "(aChSrc != aChDst)";
 
 // The band walk: a tile that did not come, or that stayed set at release.
 inline constexpr const char kTileSrc[] = "(srcImage->tileInfo->tileData == ((void*)(0)))";
