@@ -27,26 +27,18 @@ std::string stderrOf(F&& f) {
     return testing::internal::GetCapturedStderr();
 }
 
-// Captures the boxes of zolGuiBoxReport and answers them.
-struct Box {
-    std::string text, caption;
-    unsigned type;
-};
-std::vector<Box> gBoxes;
+// Captures the boxes of zolGuiBoxReport and answers them; death tests read
+// them from the child's standard error.
+std::vector<std::string> gBoxes;  // "type|caption|text"
 int gAnswer = 0;
-bool gEcho = false;
 int presenter(const char* text, const char* caption, unsigned type) {
-    gBoxes.push_back({text, caption, type});
-    // Death tests read the boxes from the child's standard error.
-    if (gEcho) std::fprintf(stderr, "<%u|%s|%s>", type, caption, text);
+    gBoxes.push_back(std::to_string(type) + "|" + caption + "|" + text);
+    std::fprintf(stderr, "<%s>", gBoxes.back().c_str());
     return type == zol::kBoxInformation ? zol::kIdOk : gAnswer;
 }
 struct BoxCapture {
-    explicit BoxCapture(int answer, bool echo = false) {
-        gBoxes.clear();
-        gAnswer = answer;
-        gEcho = echo;
-        zol::setBoxPresenter(presenter);
+    explicit BoxCapture(int answer) {
+        gBoxes.clear(), gAnswer = answer, zol::setBoxPresenter(presenter);
     }
     ~BoxCapture() { zol::setBoxPresenter(nullptr); }
 };
@@ -65,15 +57,12 @@ TEST(Report, ErrorStoresAllButTracesAndCallsHandlerUnlessZero) {
     }
     ASSERT_EQ(3u, rec.reports().size());
     EXPECT_EQ(-8, rec.reports()[2].status);
-    for (int s : {3, -26, INT_MIN}) {
-        zolError(s, "f", "c", "x.c", 1);
-        EXPECT_EQ(s, zolGetErrStatus());
-    }
+    zolError(3, "f", "c", "x.c", 1);
+    EXPECT_EQ(3, zolGetErrStatus());
     rec.clear();
     EXPECT_EQ(0, zolError(0, "f", "c", "x.c", 1));
     EXPECT_EQ(0, zolGetErrStatus());
     EXPECT_TRUE(rec.none());
-
     zolRedirectError(answer42);
     EXPECT_EQ(42, zolError(-3, "f", "c", "x.c", 1));
     EXPECT_EQ(-3, zolGetErrStatus());
@@ -88,46 +77,33 @@ TEST(Report, RedirectReturnsPreviousAndNullRestoresTheBox) {
 
 TEST(Report, StatusTexts) {
     const std::pair<int, const char*> texts[] = {
-        {0, "No Error"}, {-1, "Backtrace"}, {-3, "Internal error (bad state)"},
-        {-4, "Out of memory"}, {-5, "Bad argument"}, {-6, "Unsupported function"},
-        {-7, "Iteration convergence failed"}, {-8, "Autotrace call"},
-        {-9, "Null pointer to an image header"}, {-10, "Incorrect image size"},
-        {-11, "Incorrect offset of ROI of the image"},
+        {0, "No Error"}, {-1, "Backtrace"}, {-4, "Out of memory"},
+        {-10, "Incorrect image size"}, {-22, "Null pointer to callback function"},
+        {-25, "Incorrect size of ROI in the image header"}, {-26, "Mask image is taled"},
+        {-117, "Mask. Incorrect depth value in the image header"},
         {-12, "One from two pointers should be null, and other should be not null, imageData "
               "or tileInfo "},
-        {-14, "Incorrect Color model or channel sequence of the image"},
-        {-16, "Number of channels for 1U depth image must be one"},
-        {-21, "Incorrect data alignment value in the image header"},
-        {-22, "Null pointer to callback function"}, {-23, "Incorrect size of the tile"},
-        {-24, "Incorrect COI of the image"}, {-25, "Incorrect size of ROI in the image header"},
-        {-26, "Mask image is taled"}, {-110, "Mask. Incorrect image size"},
-        {-117, "Mask. Incorrect depth value in the image header"},
     };
     for (const auto& [code, text] : texts) EXPECT_STREQ(text, zolErrorStr(code)) << code;
-    for (int code : {-2, 1, -27, -100, -109, -122, -123, -126, -210, INT_MIN, INT_MAX})
+    for (int code : {-2, 1, -27, -109, -122, -123, -126, INT_MIN})
         EXPECT_STREQ("Unknown error or status code", zolErrorStr(code)) << code;
-
     // The mask texts are the plain texts with a prefix, in one stored string.
-    for (int code : {-10, -11, -12, -13, -14, -15, -16, -17, -18, -19, -20, -21, -24, -25}) {
-        const char* mask = zolErrorStr(code - 100);
-        EXPECT_EQ(0, std::strncmp(mask, "Mask. ", 6)) << code;
-        EXPECT_EQ(zolErrorStr(code), mask + 6) << code;
-    }
+    for (int code : {-10, -11, -12, -13, -14, -15, -16, -17, -18, -19, -20, -21, -24, -25})
+        EXPECT_EQ(zolErrorStr(code) - 6, zolErrorStr(code - 100)) << code;
     EXPECT_STREQ("Mask. Null pointer to an image header", zolErrorStr(-9) - 6);
 }
 
 TEST(Report, StdErrWritesTheDocumentedBytes) {
     ModeGuard parent(ZOL_ErrModeParent);
-    struct Case {
+    auto first = [](const char* text) {
+        return "\nZOL Library Error: " + std::string(text) + " \n\tin function";
+    };
+    const struct {
         int status;
         const char *func, *context, *file;
         int line;
         std::string out;
-    };
-    auto first = [](const char* text) {
-        return "\nZOL Library Error: " + std::string(text) + " \n\tin function";
-    };
-    const Case cases[] = {
+    } cases[] = {
         {-5, "zolAdd", "Incorrect Image", "src/a.cpp", 12,
          first("Bad argument") + " [src/a.cpp:12]:zolAdd(): Incorrect Image\n"},
         {-1, "zolOr", "error_zolAnd", "f.c", 3, "\tcalled from [f.c:3]:zolOr(): error_zolAnd\n"},
@@ -136,13 +112,11 @@ TEST(Report, StdErrWritesTheDocumentedBytes) {
         {-4, nullptr, nullptr, nullptr, 0, first("Out of memory") + ":<unknown>\n"},
         {-4, "f", "c", nullptr, 7, first("Out of memory") + " [(null):7]:f(): c\n"},
         {-10, "f", "", nullptr, -3, first("Incorrect image size") + ":f(): \n"},
-        {-2, "f", "x", "y", 1, first("Unknown error or status code") + " [y:1]:f(): x\n"},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         int r = 0;
-        EXPECT_EQ(c.out, stderrOf([&] {
-                      r = zolStdErrReport(c.status, c.func, c.context, c.file, c.line);
-                  }));
+        EXPECT_EQ(c.out, stderrOf([&] { r = zolStdErrReport(c.status, c.func, c.context, c.file,
+                                                            c.line); }));
         EXPECT_EQ(c.status, r);
     }
     // An out-of-range mode reports like parent; through zolError too.
@@ -151,59 +125,48 @@ TEST(Report, StdErrWritesTheDocumentedBytes) {
     EXPECT_EQ("\tcalled from [a:1]:g(): \n",
               stderrOf([] { EXPECT_EQ(-1, zolError(-1, "g", "", "a", 1)); }));
     zolRedirectError(old);
-
+    EXPECT_EQ("", stderrOf([] { EXPECT_EQ(-7, zolNulDevReport(-7, "f", "c", "x", 1)); }));
     zolSetErrMode(ZOL_ErrModeSilent);
-    for (auto h : {zolStdErrReport, zolNulDevReport, zolGuiBoxReport})
+    for (auto h : {zolStdErrReport, zolGuiBoxReport})
         EXPECT_EQ("", stderrOf([&] { EXPECT_EQ(-7, h(-7, "f", "c", "x", 1)); }));
-    for (int mode : {ZOL_ErrModeParent, 5}) {
-        zolSetErrMode(mode);
-        EXPECT_EQ("", stderrOf([] { EXPECT_EQ(-7, zolNulDevReport(-7, "f", "c", "x", 1)); }));
-    }
 }
 
 TEST(ReportDeathTest, LeafModeEndsTheProcess) {
-    EXPECT_EXIT(
-        {
-            zolSetErrMode(ZOL_ErrModeLeaf);
-            zolStdErrReport(-5, "f", "c", "x", 1);
-        },
-        testing::ExitedWithCode(1),
-        "^\nZOL Library Error: Bad argument \n\tin function \\[x:1\\]:f\\(\\): c\n"
-        "ZOL Library Error\nErrMode=ZOL_ErrModeLeaf\nterminating the application$");
-    EXPECT_EXIT(
-        {
-            zolSetErrMode(ZOL_ErrModeLeaf);
-            zolNulDevReport(-5, "f", "c", "x", 1);
-        },
-        testing::ExitedWithCode(1), "^$");
+    EXPECT_EXIT((zolSetErrMode(ZOL_ErrModeLeaf), zolStdErrReport(-5, "f", "c", "x", 1)),
+                testing::ExitedWithCode(1),
+                "^\nZOL Library Error: Bad argument \n\tin function \\[x:1\\]:f\\(\\): c\n"
+                "ZOL Library Error\nErrMode=ZOL_ErrModeLeaf\nterminating the application$");
+    EXPECT_EXIT((zolSetErrMode(ZOL_ErrModeLeaf), zolNulDevReport(-5, "f", "c", "x", 1)),
+                testing::ExitedWithCode(1), "^$");
 }
 
 TEST(Report, BoxTextCaptionTypeAndAnswers) {
+    const std::string head = "|ZOL v2.0 Beta 2|", tail = "\n\nErrMode=ZOL_ErrorModeLeaf\n\n";
     {
         ModeGuard leaf(ZOL_ErrModeLeaf);
         BoxCapture cap(zol::kIdNo);
-        EXPECT_EQ(-5, zolGuiBoxReport(-5, "zolAdd", "(a != b)", "src/x.cpp", 42));
-        EXPECT_EQ(-8, zolGuiBoxReport(-8, "zolTrace", "here", "t.c", 7));
-        ASSERT_EQ(2u, gBoxes.size());
-        EXPECT_EQ(zol::kBoxYesNo, gBoxes[0].type);
-        EXPECT_EQ("ZOL v2.0 Beta 2", gBoxes[0].caption);
-        EXPECT_EQ("In function zolAdd(): [file src/x.cpp, line 42]\n(a != b)\n\nBad argument\n"
-                  "(status: -5)\n\nErrMode=ZOL_ErrorModeLeaf\n\nTerminate the application?",
-                  gBoxes[0].text);
-        EXPECT_EQ("Called from zolTrace(): [file t.c, line 7]\nhere\n\nAutotrace call\n"
-                  "(status: -8)\n\nErrMode=ZOL_ErrorModeLeaf\n\nTerminate the application?",
-                  gBoxes[1].text);
+        stderrOf([] {
+            EXPECT_EQ(-5, zolGuiBoxReport(-5, "zolAdd", "(a != b)", "src/x.cpp", 42));
+            EXPECT_EQ(-8, zolGuiBoxReport(-8, "zolTrace", "here", "t.c", 7));
+        });
+        EXPECT_EQ((std::vector<std::string>{
+                      std::to_string(zol::kBoxYesNo) + head +
+                          "In function zolAdd(): [file src/x.cpp, line 42]\n(a != b)\n\nBad "
+                          "argument\n(status: -5)" + tail + "Terminate the application?",
+                      std::to_string(zol::kBoxYesNo) + head +
+                          "Called from zolTrace(): [file t.c, line 7]\nhere\n\nAutotrace call\n"
+                          "(status: -8)" + tail + "Terminate the application?"}),
+                  gBoxes);
     }
     {
         ModeGuard parent(ZOL_ErrModeParent);
         BoxCapture cap(zol::kIdOk);
-        EXPECT_EQ(-1, zolGuiBoxReport(-1, nullptr, nullptr, nullptr, -4));
-        ASSERT_EQ(1u, gBoxes.size());
-        EXPECT_EQ(zol::kBoxOkCancel, gBoxes[0].type);
-        EXPECT_EQ("ZOL v2.0 Beta 2", gBoxes[0].caption);
-        EXPECT_EQ("Called from <unknown>(): [file , line 0]\n\n\nBacktrace\n(status: -1)"
-                  "\n\nErrMode=ZOL_ErrorModeParent\n\nContinue?",
-                  gBoxes[0].text);
+        stderrOf([] { EXPECT_EQ(-1, zolGuiBoxReport(-1, nullptr, nullptr, nullptr, -4)); });
+        EXPECT_EQ((std::vector<std::string>{
+                      std::to_string(zol::kBoxOkCancel) + head +
+                      "Called from <unknown>(): [file , line 0]\n\n\nBacktrace\n(status: -1)"
+                      "\n\nErrMode=ZOL_ErrorModeParent\n\nContinue?"}),
+                  gBoxes);
     }
     for (int mode : {5, ZOL_ErrModeSilent}) {
         ModeGuard other(mode);
@@ -215,24 +178,19 @@ TEST(Report, BoxTextCaptionTypeAndAnswers) {
 
 TEST(ReportDeathTest, BoxAnswersThatEndTheProcess) {
     // The question box (type 0x2014 or 0x2011), then the notice box 0x2040.
-    auto boxes = [](const char* type) {
-        return std::string("^<") + type + "\\|ZOL v2.0 Beta 2\\|In function f.*" +
-               "<8256\\|Win32: Application exit\\|ZOL Library: terminating the application>$";
-    };
-    EXPECT_EXIT(
-        {
-            zolSetErrMode(ZOL_ErrModeLeaf);
-            BoxCapture cap(zol::kIdYes, true);
+    const std::pair<int, int> endings[] = {{ZOL_ErrModeLeaf, zol::kIdYes},
+                                           {ZOL_ErrModeParent, zol::kIdCancel}};
+    for (const auto& [mode, answer] : endings) {
+        EXPECT_EXIT({
+            zolSetErrMode(mode);
+            BoxCapture cap(answer);
             zolGuiBoxReport(-5, "f", "c", "x", 1);
         },
-        testing::ExitedWithCode(1), boxes("8212"));
-    EXPECT_EXIT(
-        {
-            zolSetErrMode(ZOL_ErrModeParent);
-            BoxCapture cap(zol::kIdCancel, true);
-            zolGuiBoxReport(-5, "f", "c", "x", 1);
-        },
-        testing::ExitedWithCode(1), boxes("8209"));
+                    testing::ExitedWithCode(1),
+                    std::string("^<") + (mode == ZOL_ErrModeLeaf ? "8212" : "8209") +
+                        "\\|ZOL v2.0 Beta 2\\|In function f.*<8256\\|Win32: Application exit"
+                        "\\|ZOL Library: terminating the application>$");
+    }
 }
 
 TEST(Report, ThreadsKeepTheirOwnContext) {
@@ -243,7 +201,6 @@ TEST(Report, ThreadsKeepTheirOwnContext) {
         EXPECT_EQ(ZOL_ErrModeLeaf, zolGetErrMode());
         EXPECT_EQ(zolGuiBoxReport, zolRedirectError(nullptr));
     }).join();
-
     std::atomic<int> ready{0};
     auto worker = [&ready](int status, int mode, ZolReportHandler h, int expectReturn) {
         zolSetErrStatus(status);
@@ -254,37 +211,23 @@ TEST(Report, ThreadsKeepTheirOwnContext) {
         EXPECT_EQ(status, zolGetErrStatus());
         EXPECT_EQ(mode, zolGetErrMode());
         EXPECT_EQ(expectReturn, zolError(-3, "f", "c", "x", 1));
-        EXPECT_EQ(h, zolRedirectError(h));
     };
     std::thread a(worker, -3, ZOL_ErrModeParent, answer42, 42);
     std::thread b(worker, -7, ZOL_ErrModeSilent, answerStatus, -3);
-    a.join();
-    b.join();
+    a.join(), b.join();
     EXPECT_EQ(-9, zolGetErrStatus());
     EXPECT_EQ(ZOL_ErrModeSilent, zolGetErrMode());
     zolSetErrStatus(0);
-}
-
-// Each thread's context is released when it ends; the leak checker of the
-// sanitizer build would report the records otherwise.
-TEST(Report, ManyShortThreadsLeaveNothingBehind) {
-    for (int round = 0; round < 20; ++round) {
-        std::vector<std::thread> threads;
-        for (int i = 0; i < 10; ++i)
-            threads.emplace_back([i] {
-                zolSetErrMode(ZOL_ErrModeSilent);
-                zolError(-i - 3, "f", "c", "x", 1);
-                zolFree(zolMalloc(i));
-            });
-        for (auto& t : threads) t.join();
-    }
+    // Each thread's context is released when it ends; the leak checker of the
+    // sanitizer build would report the records otherwise.
+    for (int i = 0; i < 50; ++i)
+        std::thread([i] { zolSetErrMode(ZOL_ErrModeSilent), zolError(-i - 3, "f", "c", "x", 1); })
+            .join();
 }
 
 TEST(Report, VersionRecord) {
     const ZolLibVersion* v = zolGetLibVersion();
-    ASSERT_NE(nullptr, v);
-    EXPECT_EQ(v, zolGetLibVersion());
-    EXPECT_TRUE(v->major == 2 && v->minor == 0 && v->build == 10);
+    ASSERT_TRUE(v && v == zolGetLibVersion() && v->major == 2 && v->minor == 0 && v->build == 10);
     EXPECT_EQ((std::vector<std::string>{"zolA1.dll", "v2.0 Beta 2", "[2.0.10, 06/01/98]",
                                         "Jun  1 1998", "DLL"}),
               (std::vector<std::string>{v->libraryName, v->versionText, v->internalVersion,
