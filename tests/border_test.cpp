@@ -17,6 +17,7 @@ namespace {
 using kit::Image;
 using kit::TileServer;
 using zol::ownGetBorderPixel;
+using Block = std::unique_ptr<void, void (*)(void*)>;
 
 // A plain header over a block (or buffer) of the image's layout.
 ZolImage viewOf(const ZolImage* im, void* data, int stride, int w, int h) {
@@ -24,22 +25,14 @@ ZolImage viewOf(const ZolImage* im, void* data, int stride, int w, int h) {
     v.imageData = static_cast<char*>(data), v.widthStep = stride, v.width = w, v.height = h;
     return v;
 }
-
-// A 32-bit value at the element's width as kit::get reads it back.
-int64_t asElement(int depth, int32_t v) {
-    switch (depth) {
-        case ZOL_DEPTH_1U: return v != 0;
-        case ZOL_DEPTH_8U: return uint8_t(v);
-        case ZOL_DEPTH_8S: return int8_t(v);
-        case ZOL_DEPTH_16U: return uint16_t(v);
-        case ZOL_DEPTH_16S: return int16_t(v);
-        case ZOL_DEPTH_32S: return v;
-        default: return uint32_t(v);
-    }
+Block rectOf(const ZolImage* im, int x, int y, int w, int h, int* stride) {
+    return Block(zol::ownGetRect(im, x, y, w, h, stride), zolFree);
 }
+bool released(const TileServer& s) { return s.breaches().empty() && !s.held(); }
 
-// The oracle: the per-pixel fetch on the plain image. A rectangle takes an
-// outer constant by depth (low bit, float value), a row takes it raw.
+// The oracle: the per-pixel fetch on the plain image, at the element's
+// width as kit::get reads it back. A rectangle takes an outer constant by
+// depth (low bit, float value), a row takes it raw.
 int64_t expected(const ZolImage* im, int x, int y, int c, bool rect) {
     int32_t v = ownGetBorderPixel(im, x, y, c + 1);
     const int zone = zol::ownBorderZone(im, x, y);
@@ -50,7 +43,15 @@ int64_t expected(const ZolImage* im, int x, int y, int c, bool rect) {
             std::memcpy(&v, &f, 4);
         }
     }
-    return asElement(im->depth, v);
+    switch (im->depth) {
+        case ZOL_DEPTH_1U: return v != 0;
+        case ZOL_DEPTH_8U: return uint8_t(v);
+        case ZOL_DEPTH_8S: return int8_t(v);
+        case ZOL_DEPTH_16U: return uint16_t(v);
+        case ZOL_DEPTH_16S: return int16_t(v);
+        case ZOL_DEPTH_32S: return v;
+        default: return uint32_t(v);
+    }
 }
 
 // Random layout, contents, modes 0..7 and constants.
@@ -66,52 +67,46 @@ Image randomImage(std::mt19937& g) {
 
 // A start coordinate near, across, or far (either way) from an axis of n.
 int randomStart(std::mt19937& g, int n) {
-    const int span = 3 * n + 4;
-    switch (g() % 4) {
-        case 0: return int(g() % (2 * span)) - span;
-        case 1: return -int(g() % (60 * n)) - 1;
-        case 2: return n + int(g() % (60 * n));
-        default: return int(g() % unsigned(n));
-    }
+    const int span = 3 * n + 4, pick = int(g() % 4);
+    return pick == 0 ? int(g() % (2 * span)) - span
+           : pick == 1 ? -int(g() % (60 * n)) - 1
+           : pick == 2 ? n + int(g() % (60 * n))
+                       : int(g() % unsigned(n));
 }
 
-void expectRect(const ZolImage* plain, const ZolImage* from, int x, int y, int w, int h) {
+// The rectangle of w x h at (x, y) and the row of w elements of channel c
+// fetched from `from` (the plain image or a tiled one over it) against the
+// oracle; the stride rounds the row to align and 16 spare bytes follow the
+// last plane (ASan checks the write).
+void expectFetch(const ZolImage* plain, const ZolImage* from, int x, int y, int w, int h, int c) {
     int stride = -1;
-    void* block = zol::ownGetRect(from, x, y, w, h, &stride);
+    const Block block = rectOf(from, x, y, w, h, &stride);
     ASSERT_NE(nullptr, block);
-    const std::unique_ptr<void, void (*)(void*)> owned(block, zolFree);
     ASSERT_EQ(zol::ownCalcStep(plain->dataOrder, plain->depth, plain->align, plain->nChannels, w),
               stride);
-    const ZolImage b = viewOf(plain, block, stride, w, h);
+    const int planes = plain->dataOrder == ZOL_DATA_ORDER_PLANE ? plain->nChannels : 1;
+    std::memset(static_cast<char*>(block.get()) + size_t(planes) * h * stride, 0x5A, 16);
+    const ZolImage b = viewOf(plain, block.get(), stride, w, h);
     for (int i = 0; i < h; ++i)
         for (int j = 0; j < w; ++j)
-            for (int c = 0; c < plain->nChannels; ++c)
-                ASSERT_EQ(expected(plain, x + j, y + i, c, true), kit::get(&b, j, i, c))
-                    << "rect at " << x << "," << y << " element " << j << "," << i << "," << c;
-}
-
-void expectRow(const ZolImage* plain, const ZolImage* from, int x, int y, int c, int count) {
-    std::vector<uint32_t> buf(size_t(count) + 1);
-    zol::ownGetBorderRow(from, x, y, c + 1, buf.data(), count);
-    ZolImage b = viewOf(plain, buf.data(), count * 4 + 4, count, 1);
-    b.nChannels = 1;
-    b.dataOrder = ZOL_DATA_ORDER_PIXEL;
-    for (int k = 0; k < count; ++k)
-        ASSERT_EQ(expected(plain, x + k, y, c, false), kit::get(&b, k, 0, 0))
+            for (int k = 0; k < plain->nChannels; ++k)
+                ASSERT_EQ(expected(plain, x + j, y + i, k, true), kit::get(&b, j, i, k))
+                    << "rect at " << x << "," << y << " element " << j << "," << i << "," << k;
+    std::vector<uint32_t> buf(size_t(w) + 1);
+    zol::ownGetBorderRow(from, x, y, c + 1, buf.data(), w);
+    ZolImage r = viewOf(plain, buf.data(), w * 4 + 4, w, 1);
+    r.nChannels = 1, r.dataOrder = ZOL_DATA_ORDER_PIXEL;
+    for (int k = 0; k < w; ++k)
+        ASSERT_EQ(expected(plain, x + k, y, c, false), kit::get(&r, k, 0, 0))
             << "row from " << x << "," << y << " element " << k;
-}
-
-void expectContractKept(const TileServer& s) {
-    EXPECT_TRUE(s.breaches().empty()) << s.breaches().front();
-    EXPECT_FALSE(s.held());
 }
 
 }  // namespace
 
 // Every depth, order and mode combination, at any position and size:
-// rectangle and row equal the per-pixel fetch, plain and through tiles.
+// rectangle, row and pixel equal the per-pixel fetch, plain and through tiles.
 TEST(BorderFetch, RectAndRowMatchPixelFetch) {
-    for (uint32_t seed = 0; seed < 1500; ++seed) {
+    for (uint32_t seed = 0; seed < 1500 && !HasFailure(); ++seed) {
         std::mt19937 g(seed);
         Image im = randomImage(g);
         const int W = im->width, H = im->height;
@@ -119,17 +114,13 @@ TEST(BorderFetch, RectAndRowMatchPixelFetch) {
                                         << " " << W << "x" << H << " nCh " << im->nChannels);
         const int x = randomStart(g, W), y = randomStart(g, H);
         const int w = int(g() % unsigned(3 * W + 5)), h = int(g() % unsigned(3 * H + 5));
-        const int c = int(g() % unsigned(im->nChannels));
-        expectRect(im, im, x, y, w, h);
-        expectRow(im, im, x, y, c, w);
-        const int sizes[] = {8, 16, 24};
+        const int c = int(g() % unsigned(im->nChannels)), sizes[] = {8, 16, 24};
+        expectFetch(im, im, x, y, w, h, c);
         TileServer ts(im, sizes[g() % 3], sizes[g() % 3]);
         ts.freshBuffers(g() % 2);
-        expectRect(im, ts.image(), x, y, w, h);
-        expectRow(im, ts.image(), x, y, c, w);
-        EXPECT_EQ(expected(im, x, y, c, false),
-                  asElement(im->depth, ownGetBorderPixel(ts.image(), x, y, c + 1)));
-        expectContractKept(ts);
+        expectFetch(im, ts.image(), x, y, w, h, c);
+        EXPECT_EQ(ownGetBorderPixel(im, x, y, c + 1), ownGetBorderPixel(ts.image(), x, y, c + 1));
+        EXPECT_TRUE(released(ts));
     }
 }
 
@@ -146,74 +137,50 @@ TEST(BorderFetch, ExtremeCoordinatesFoldLikeNearOnes) {
         for (int s = 0; s < 4; ++s) im->borderMode[s] = 1 + int(g() % 3);
         const int x = g() % 2 ? INT_MIN : INT_MAX - 5, y = g() % 2 ? INT_MIN + 1 : INT_MAX;
         int s1 = 0, s2 = 0;
-        void* far = zol::ownGetRect(im, x, y, 12, 1, &s1);
-        void* ref = zol::ownGetRect(im, near(x, im->width), near(y, im->height), 12, 1, &s2);
-        const ZolImage a = viewOf(im, far, s1, 12, 1), b = viewOf(im, ref, s2, 12, 1);
+        const Block far = rectOf(im, x, y, 12, 1, &s1);
+        const Block ref = rectOf(im, near(x, im->width), near(y, im->height), 12, 1, &s2);
+        const ZolImage a = viewOf(im, far.get(), s1, 12, 1), b = viewOf(im, ref.get(), s2, 12, 1);
         for (int j = 0; j < 12; ++j)
             for (int c = 0; c < im->nChannels; ++c)
                 EXPECT_EQ(kit::get(&b, j, 0, c), kit::get(&a, j, 0, c)) << seed << " at " << j;
-        zolFree(far);
-        zolFree(ref);
     }
 }
 
-// The documented readings: W = 4 sequences, the corner, constants by depth,
-// rectangles wholly left or above.
+// The documented readings: W = 4 sequences, the corner follows the top
+// side, rectangles wholly left or above, the constant by depth (1U: its
+// low bit in a rectangle, raw in a row; 32F: its value as a float).
 TEST(BorderFetch, DocumentedReadings) {
-    Image im(ZOL_DEPTH_8U, 1, 4, 2);
+    Image im(ZOL_DEPTH_8U, 1, 4, 2), bit(ZOL_DEPTH_1U, 1, 3, 3), fp(ZOL_DEPTH_32F, 1, 2, 2);
     for (int x = 0; x < 4; ++x) kit::set(im, x, 0, 0, x), kit::set(im, x, 1, 0, 10 + x);
-    const uint8_t reflect[14] = {3, 3, 2, 1, 0, 0, 1, 2, 3, 3, 2, 1, 0, 0};
-    const uint8_t wrap[14] = {3, 0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3, 0};
     uint8_t row[14];
-    for (int mode : {ZOL_BORDER_REFLECT, ZOL_BORDER_WRAP}) {
+    for (const auto& [mode, want] : {std::pair(ZOL_BORDER_REFLECT, "\3\3\2\1\0\0\1\2\3\3\2\1\0\0"),
+                                     std::pair(ZOL_BORDER_WRAP, "\3\0\1\2\3\0\1\2\3\0\1\2\3\0")}) {
         zolSetBorderMode(im, mode, 15, 0);
         zol::ownGetBorderRow(im, -5, 0, 1, row, 14);
-        EXPECT_EQ(0, std::memcmp(mode == ZOL_BORDER_REFLECT ? reflect : wrap, row, 14)) << mode;
+        EXPECT_EQ(0, std::memcmp(want, row, 14)) << mode;
     }
     zolSetBorderMode(im, ZOL_BORDER_CONSTANT, ZOL_SIDE_TOP, 300);
-    EXPECT_EQ(300, ownGetBorderPixel(im, -1, -1, 1));  // the corner follows the top side
+    EXPECT_EQ(300, ownGetBorderPixel(im, -1, -1, 1));
     int stride = 0;
-    auto* b = static_cast<uint8_t*>(zol::ownGetRect(im, -6, -2, 5, 4, &stride));
-    EXPECT_EQ(44, b[1]);                    // top band, corner included
-    EXPECT_EQ(0, std::memcmp("\x0c\x0d\x0a\x0b\x0c", b + 3 * stride, 5));  // wholly left
-    zolFree(b);
-    b = static_cast<uint8_t*>(zol::ownGetRect(im, -3, -5, 9, 3, &stride));
-    EXPECT_EQ(44, b[2 * stride + 8]);       // wholly above: all top band
-    zolFree(b);
-
-    Image bit(ZOL_DEPTH_1U, 1, 3, 3);
+    Block b = rectOf(im, -6, -2, 5, 4, &stride);
+    const auto* p = static_cast<const uint8_t*>(b.get());
+    EXPECT_EQ(44, p[1]);                                                   // top band, corner
+    EXPECT_EQ(0, std::memcmp("\x0c\x0d\x0a\x0b\x0c", p + 3 * stride, 5));  // wholly left
+    b = rectOf(im, -3, -5, 9, 3, &stride);
+    EXPECT_EQ(44, static_cast<const uint8_t*>(b.get())[2 * stride + 8]);  // wholly above
     zolSetBorderMode(bit, ZOL_BORDER_CONSTANT, 15, 2);
-    b = static_cast<uint8_t*>(zol::ownGetRect(bit, -20, 0, 9, 1, &stride));
-    EXPECT_EQ(0, b[0] | b[1]);
-    zolFree(b);
+    b = rectOf(bit, -20, 0, 9, 1, &stride);
+    EXPECT_EQ(0, static_cast<const uint8_t*>(b.get())[0] | static_cast<const uint8_t*>(b.get())[1]);
     zol::ownGetBorderRow(bit, -20, 0, 1, row, 9);
-    EXPECT_EQ(0xFF, row[0]);
-    EXPECT_EQ(0x80, row[1] & 0x80);
-
-    Image fp(ZOL_DEPTH_32F, 1, 2, 2);
+    EXPECT_TRUE(row[0] == 0xFF && (row[1] & 0x80));
     zolSetBorderMode(fp, ZOL_BORDER_CONSTANT, 15, 3);
-    auto* f = static_cast<float*>(zol::ownGetRect(fp, 5, 0, 1, 1, &stride));
-    EXPECT_EQ(3.0f, f[0]);
-    zolFree(f);
+    b = rectOf(fp, 5, 0, 1, 1, &stride);
+    EXPECT_EQ(3.0f, *static_cast<const float*>(b.get()));
 }
 
-// Block layout: the stride rounds the row to align, 16 spare bytes follow
-// the last plane (ASan checks the write).
-TEST(BorderFetch, BlockLayout) {
-    Image pix(ZOL_DEPTH_8U, 3, 5, 4, ZOL_DATA_ORDER_PIXEL, 8), pl(ZOL_DEPTH_16S, 3, 3, 2, 1, 4);
-    int stride = 0;
-    auto* b = static_cast<char*>(zol::ownGetRect(pix, -1, 2, 3, 2, &stride));
-    EXPECT_EQ(16, stride);
-    std::memset(b + 2 * stride, 0x5A, 16);
-    zolFree(b);
-    b = static_cast<char*>(zol::ownGetRect(pl, 1, 1, 7, 2, &stride));
-    EXPECT_EQ(16, stride);
-    std::memset(b + 3 * 2 * stride, 0x5A, 16);
-    zolFree(b);
-}
-
-// A tile that does not come, or no memory: the rectangle is NULL with
-// nothing leaked or held; pixel and row reads give zeros without a release.
+// A tile that does not come, or no memory, or a bad layout or size: the
+// rectangle is NULL with nothing leaked or held; pixel and row reads give
+// zeros without a release.
 TEST(BorderFetch, Failures) {
     Image im(ZOL_DEPTH_16U, 2, 40, 20);
     im.randomize(9);
@@ -223,7 +190,7 @@ TEST(BorderFetch, Failures) {
         TileServer ts(im, 16, 8);
         ts.failAt(n);
         EXPECT_EQ(nullptr, zol::ownGetRect(ts.image(), -30, -10, 70, 30, &stride)) << n;
-        expectContractKept(ts);
+        EXPECT_TRUE(released(ts));
     }
     ZolImage bad = *im.get();
     bad.align = 2;
@@ -236,11 +203,11 @@ TEST(BorderFetch, Failures) {
     TileServer ts(im, 16, 8);
     ts.failAt(1);
     EXPECT_EQ(0, zol::ownGetTiledPixel(ts.image(), 3, 3, 2));
-    ASSERT_EQ(1u, ts.log().size());
+    EXPECT_EQ(1u, ts.log().size());
     ts.failAt(2);
     uint16_t row[40];
     zol::ownGetTiledRow(ts.image(), 0, 9, 1, row, 0, 40, 1);
     for (int x = 0; x < 40; ++x)
         EXPECT_EQ(x >= 16 && x < 32 ? 0 : kit::get(im, x, 9, 0), row[x]) << x;
-    expectContractKept(ts);
+    EXPECT_TRUE(released(ts));
 }

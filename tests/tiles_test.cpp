@@ -17,19 +17,11 @@ using kit::TileServer;
 
 constexpr int R = ZOL_TILE_READ, W = ZOL_TILE_WRITE, X = ZOL_TILE_RELEASE;
 
-// Every element of every channel of two images of one layout.
-void expectSamePixels(const ZolImage* want, const ZolImage* got) {
-    for (int y = 0; y < want->height; ++y)
-        for (int x = 0; x < want->width; ++x)
-            for (int c = 0; c < want->nChannels; ++c)
-                ASSERT_EQ(kit::get(want, x, y, c), kit::get(got, x, y, c))
-                    << "at " << x << "," << y << " channel " << c;
-}
-
-Image copyOf(const ZolImage* im) {
-    Image c(im->depth, im->nChannels, im->width, im->height, im->dataOrder, im->align,
-            im->alphaChannel != 0);
+// The plain image inverted, the reference for the tiled walks.
+Image inverted(const ZolImage* im) {
+    Image c(im->depth, im->nChannels, im->width, im->height, im->dataOrder, im->align);
     std::memcpy(c->imageData, im->imageData, size_t(im->imageSize));
+    zolNot(c, c);
     return c;
 }
 
@@ -52,45 +44,38 @@ TEST(Tiles, RequestOrderAcrossDifferentGrids) {
     TileServer::sequence().clear();
     zolNot(sa.image(), sb.image());
     const std::vector<std::pair<int, TileRequest>> want = {
-        {0, {0, 0, R}}, {1, {0, 0, W}},                  // band start
-        {0, {0, 0, X}}, {0, {1, 0, R}},                  // x = 16
-        {1, {0, 0, X}}, {1, {1, 0, W}},                  // x = 24
-        {0, {1, 0, X}}, {0, {2, 0, R}},                  // x = 32
-        {0, {2, 0, X}}, {1, {1, 0, X}},                  // band end
-    };
+        {0, {0, 0, R}}, {1, {0, 0, W}}, {0, {0, 0, X}}, {0, {1, 0, R}},  // start; x = 16
+        {1, {0, 0, X}}, {1, {1, 0, W}}, {0, {1, 0, X}}, {0, {2, 0, R}},  // x = 24; x = 32
+        {0, {2, 0, X}}, {1, {1, 0, X}}};                                 // band end
     EXPECT_EQ(want, sequenceBy({&sa, &sb}));
 
     // A band ends at the nearest tile bottom of any image, so a tall tile
     // is requested once per band.
-    Image c(ZOL_DEPTH_16S, 2, 8, 16, ZOL_DATA_ORDER_PLANE), e(ZOL_DEPTH_16S, 2, 8, 16, ZOL_DATA_ORDER_PLANE);
+    Image c(ZOL_DEPTH_16S, 2, 8, 16, ZOL_DATA_ORDER_PLANE), e(ZOL_DEPTH_16S, 2, 8, 16, 1);
     TileServer sc(c, 8, 8), se(e, 8, 16);
     TileServer::sequence().clear();
     zolNot(sc.image(), se.image());
     const std::vector<std::pair<int, TileRequest>> bands = {
         {0, {0, 0, R}}, {1, {0, 0, W}}, {0, {0, 0, X}}, {1, {0, 0, X}},
-        {0, {0, 1, R}}, {1, {0, 0, W}}, {0, {0, 1, X}}, {1, {0, 0, X}},
-    };
+        {0, {0, 1, R}}, {1, {0, 0, W}}, {0, {0, 1, X}}, {1, {0, 0, X}}};
     EXPECT_EQ(bands, sequenceBy({&sc, &se}));
 }
 
+// In place: one view, write requests only, row-major from the ROI's corner
+// (from (70, 10) on a 64 x 64 grid: tile column 1, row 0).
 TEST(Tiles, InPlaceAndRoiCorner) {
-    // In place: one view, write requests only.
-    Image a(ZOL_DEPTH_8U, 3, 100, 100);
+    Image a(ZOL_DEPTH_8U, 3, 100, 100), big(ZOL_DEPTH_8U, 1, 150, 80);
+    Image out(ZOL_DEPTH_8U, 1, 150, 80);
     a.randomize(1);
-    Image want = copyOf(a);
-    zolNot(want, want);
+    const Image want = inverted(a);
     {
         TileServer sa(a, 64, 64);
         zolNot(sa.image(), sa.image());
-        const std::vector<TileRequest> log = {{0, 0, W}, {1, 0, X}, {0, 1, W}, {1, 1, X}};
-        ASSERT_EQ(8u, sa.log().size());
-        for (const TileRequest& r : sa.log()) EXPECT_NE(R, r.mode);
-        EXPECT_EQ((TileRequest{1, 1, X}), sa.log().back());
+        const std::vector<TileRequest> log = {{0, 0, W}, {0, 0, X}, {1, 0, W}, {1, 0, X},
+                                              {0, 1, W}, {0, 1, X}, {1, 1, W}, {1, 1, X}};
+        EXPECT_EQ(log, sa.log());
     }
-    expectSamePixels(want, a);
-
-    // A ROI from (70, 10) on a 64 x 64 grid starts at tile column 1, row 0.
-    Image big(ZOL_DEPTH_8U, 1, 150, 80), out(ZOL_DEPTH_8U, 1, 150, 80);
+    EXPECT_EQ(want.bytes(), a.bytes());
     TileServer sb(big, 64, 64);
     sb.image()->roi = zolCreateROI(0, 70, 10, 20, 20);
     zolNot(sb.image(), out);
@@ -98,40 +83,34 @@ TEST(Tiles, InPlaceAndRoiCorner) {
     EXPECT_EQ((TileRequest{1, 0, R}), sb.log().front());
 }
 
-// A tile that does not come: the exact report, the pieces before it
-// written, nothing after it, and a combined mask released (LSan).
+// A tile that does not come (the source's at its first and third request,
+// the destination's at its first): the report names the image, the pieces
+// before it stay written, nothing after it, a combined mask is released (LSan).
 TEST(Tiles, MissingTileStopsTheWalk) {
     Image src(ZOL_DEPTH_8U, 1, 32, 16), dst(ZOL_DEPTH_8U, 1, 32, 16);
     Image m1(ZOL_DEPTH_1U, 1, 32, 16, ZOL_DATA_ORDER_PIXEL, 4), m2(ZOL_DEPTH_1U, 1, 32, 16);
     m1.randomize(3);
     std::memset(m2->imageData, 0xFF, size_t(m2->imageSize));
-    for (int failAt : {1, 3}) {
+    for (int k = 0; k < 3; ++k) {
         std::memset(dst->imageData, 0, size_t(dst->imageSize));
         TileServer ts(src, 16, 8), td(dst, 8, 16);
-        ts.failAt(failAt);
-        ts.image()->maskROI = m1;
-        td.image()->maskROI = m2;
+        (k < 2 ? ts : td).failAt(k == 1 ? 3 : 1);
+        ts.image()->maskROI = m1, td.image()->maskROI = m2;
         kit::Recorder rec;
         zolNot(ts.image(), td.image());
         EXPECT_TRUE(rec.only(ZOL_STATUS_BAD_ARGUMENT, "zolXorS",
-                             "(srcImage->tileInfo->tileData == ((void*)(0)))"));
+                             k < 2 ? "(srcImage->tileInfo->tileData == ((void*)(0)))"
+                                   : "(dstImage->tileInfo->tileData == ((void*)(0)))"));
         ts.image()->maskROI = td.image()->maskROI = nullptr;
         // The third request is the source's first of the second band: the
         // first band's pieces (rows 0..7) stay written, nothing after.
         for (int y = 0; y < 16; ++y)
             for (int x = 0; x < 32; ++x) {
-                const bool done = failAt == 3 && y < 8 && kit::get(m1, x, y, 0);
+                const bool done = k == 1 && y < 8 && kit::get(m1, x, y, 0);
                 EXPECT_EQ(done ? (kit::get(src, x, y, 0) ^ 0xFF) : 0, kit::get(dst, x, y, 0))
-                    << failAt << " at " << x << "," << y;
+                    << k << " at " << x << "," << y;
             }
     }
-    // The destination's tile failing names the destination.
-    TileServer td(dst, 8, 8);
-    td.failAt(1);
-    kit::Recorder rec;
-    zolNot(src, td.image());
-    EXPECT_TRUE(rec.only(ZOL_STATUS_BAD_ARGUMENT, "zolXorS",
-                         "(dstImage->tileInfo->tileData == ((void*)(0)))"));
 }
 
 // The walk's variant without the in-place test and with the check that the
@@ -143,26 +122,21 @@ TEST(Tiles, WalkVariantForSeparateViews) {
     auto kernel = [](const ZolImage* const (&s)[1], ZolImage* d, const ZolImage* m,
                      const zol::Plan& p) { zol::mapRegion(Neg{}, s, d, m, p); };
     zol::WalkOptions variant;
-    variant.inPlace = false;
-    variant.requireCleared = true;
+    variant.inPlace = false, variant.requireCleared = true;
     zol::Plan plan{{0, 0, 0}, 1, true, false};
     const zol::Frame f("zolAbs");
-
     Image a(ZOL_DEPTH_8U, 1, 16, 8), b(ZOL_DEPTH_8U, 1, 16, 8);
     a.randomize(9);
-    Image want = copyOf(a);
-    zolNot(want, want);
+    const Image want = inverted(a);
     {
         // One image as source and destination: a read and a write of the
         // same tile, each released.
         TileServer sa(a, 16, 8);
         const ZolImage* src[1] = {sa.image()};
         EXPECT_TRUE(f.run(kernel, src, sa.image(), nullptr, plan, variant));
-        const std::vector<TileRequest> log = {{0, 0, R}, {0, 0, W}, {0, 0, X}, {0, 0, X}};
-        EXPECT_EQ(log, sa.log());
+        EXPECT_EQ((std::vector<TileRequest>{{0, 0, R}, {0, 0, W}, {0, 0, X}, {0, 0, X}}), sa.log());
     }
-    expectSamePixels(want, a);
-
+    EXPECT_EQ(want.bytes(), a.bytes());
     // A callback that leaves tileData set at release fails after the first
     // piece; the ordinary walk takes the same callback.
     TileServer sb(b, 8, 8);
@@ -173,8 +147,7 @@ TEST(Tiles, WalkVariantForSeparateViews) {
     EXPECT_TRUE(rec.only(ZOL_STATUS_BAD_ARGUMENT, "zolAbs",
                          "(dstImage->tileInfo->tileData != ((void*)(0)))"));
     EXPECT_EQ(2u, sb.log().size());  // the write and the release that failed
-    rec.clear();
-    zolSetErrStatus(0);
+    rec.clear(), zolSetErrStatus(0);
     EXPECT_TRUE(f.run(kernel, src, sb.image(), nullptr, plan));
     EXPECT_TRUE(rec.none());
 }
