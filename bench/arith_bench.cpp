@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "core/cpu.h"
+#include "images.h"
 #include "zol.h"
 
 #ifdef ZOL_BENCH_OPENCV
@@ -23,7 +24,8 @@
 
 namespace {
 
-constexpr int kW = 1920, kH = 1080;
+using bench::kH;
+using bench::kW;
 constexpr int kRoiX = 3, kRoiY = 5, kRoiW = 1911, kRoiH = 1071;
 
 struct Kind {
@@ -39,30 +41,7 @@ constexpr int kNumKinds = 4;
 enum class Op { Add, Sub, Mul, And, LShift };
 const char* const kOpNames[] = {"zolAdd", "zolSubtract", "zolMultiply", "zolAnd", "zolLShiftS"};
 
-ZolImage* image(const Kind& k, unsigned seed) {
-    static const char kModel[4] = {'B', 'E', 'N', 'C'};
-    ZolImage* im = zolCreateImageHeader(k.channels, 0, k.depth, kModel, kModel,
-                                        ZOL_DATA_ORDER_PIXEL, ZOL_ORIGIN_TL, ZOL_ALIGN_DWORD, kW,
-                                        kH, nullptr, nullptr, nullptr, nullptr);
-    if (!im) return nullptr;
-    if (k.depth == ZOL_DEPTH_32F) zolAllocateImageFP(im, 0, 0.0f);
-    else zolAllocateImage(im, 0, 0);
-    if (!im->imageData) {
-        zolDeallocate(im, ZOL_FREE_HEADER);
-        return nullptr;
-    }
-    std::mt19937 g(seed);
-    if (k.depth == ZOL_DEPTH_32F) {
-        // Ordinary numbers: random bits would bring denormals and their
-        // slow paths into the timing.
-        std::uniform_real_distribution<float> u(-1000.0f, 1000.0f);
-        auto* p = reinterpret_cast<float*>(im->imageData);
-        for (int i = 0; i < im->imageSize / 4; ++i) p[i] = u(g);
-    } else {
-        for (int i = 0; i < im->imageSize; ++i) im->imageData[i] = char(g());
-    }
-    return im;
-}
+ZolImage* image(const Kind& k, unsigned seed) { return bench::randomImage(k.depth, k.channels, seed); }
 
 // Three images per kind, made on first use.
 struct Data {

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "core/cpu.h"
+#include "images.h"
 #include "zol.h"
 
 #ifdef ZOL_BENCH_OPENCV
@@ -23,7 +24,8 @@
 
 namespace {
 
-constexpr int kW = 1920, kH = 1080;
+using bench::kH;
+using bench::kW;
 
 struct Kind {
     const char* name;
@@ -49,29 +51,7 @@ const struct {
     {Op::Abs, "zolAbs", {k16s1, -1}},
 };
 
-ZolImage* image(const Kind& k, unsigned seed) {
-    static const char kModel[4] = {'B', 'E', 'N', 'C'};
-    ZolImage* im = zolCreateImageHeader(k.channels, 0, k.depth, kModel, kModel,
-                                        ZOL_DATA_ORDER_PIXEL, ZOL_ORIGIN_TL, ZOL_ALIGN_DWORD, kW,
-                                        kH, nullptr, nullptr, nullptr, nullptr);
-    if (!im) return nullptr;
-    if (k.depth == ZOL_DEPTH_32F) zolAllocateImageFP(im, 0, 0.0f);
-    else zolAllocateImage(im, 0, 0);
-    if (!im->imageData) {
-        zolDeallocate(im, ZOL_FREE_HEADER);
-        return nullptr;
-    }
-    std::mt19937 g(seed);
-    if (k.depth == ZOL_DEPTH_32F) {
-        // Ordinary numbers: denormals would time the CPU's slow path.
-        std::uniform_real_distribution<float> u(-1000.0f, 1000.0f);
-        auto* p = reinterpret_cast<float*>(im->imageData);
-        for (int i = 0; i < im->imageSize / 4; ++i) p[i] = u(g);
-    } else {
-        for (int i = 0; i < im->imageSize; ++i) im->imageData[i] = char(g());
-    }
-    return im;
-}
+ZolImage* image(const Kind& k, unsigned seed) { return bench::randomImage(k.depth, k.channels, seed); }
 
 struct Data {
     ZolImage* src[kNumKinds] = {};

@@ -8,30 +8,17 @@
 #include <random>
 #include <vector>
 
+#include "images.h"
 #include "zol.h"
 
 namespace {
 
-constexpr int kW = 1920, kH = 1080;
+using bench::kH;
+using bench::kW;
 constexpr int kRoiX = 3, kRoiY = 5, kRoiW = 1911, kRoiH = 1071;
 
 ZolImage* image(int depth, int channels, unsigned seed) {
-    static const char kModel[4] = {'B', 'E', 'N', 'C'};
-    ZolImage* im = zolCreateImageHeader(channels, 0, depth, kModel, kModel, ZOL_DATA_ORDER_PIXEL,
-                                        ZOL_ORIGIN_TL, ZOL_ALIGN_DWORD, kW, kH, nullptr, nullptr,
-                                        nullptr, nullptr);
-    if (!im) return nullptr;
-    if (depth == ZOL_DEPTH_32F)
-        zolAllocateImageFP(im, 0, 0.0f);
-    else
-        zolAllocateImage(im, 0, 0);
-    if (!im->imageData) {
-        zolDeallocate(im, ZOL_FREE_HEADER);
-        return nullptr;
-    }
-    std::mt19937 g(seed);
-    for (int i = 0; i < im->imageSize; ++i) im->imageData[i] = char(g());
-    return im;
+    return bench::randomImage(depth, channels, seed);
 }
 
 struct Images {
