@@ -485,11 +485,7 @@ void absolute(ZolImage* srcImage, ZolImage* dstImage) {
 
 }  // namespace
 
-const ConstKernels& constKernels() {
-    static const ConstKernels tables[3] = {makeTable(Form::Plain), makeTable(Form::SSE2),
-                                           makeTable(Form::AVX2)};
-    return tables[int(constForm())];
-}
+const ConstKernels& constKernels() { return tableForActiveForm(makeTable); }
 
 Form constForm() { return activeForm(); }
 

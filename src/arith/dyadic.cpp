@@ -132,11 +132,7 @@ void dyadic(const char* func, ZolImage* srcImageA, ZolImage* srcImageB, ZolImage
 
 }  // namespace
 
-const DyadicKernels& dyadicKernels() {
-    static const DyadicKernels tables[3] = {makeTable(Form::Plain), makeTable(Form::SSE2),
-                                            makeTable(Form::AVX2)};
-    return tables[int(dyadicForm())];
-}
+const DyadicKernels& dyadicKernels() { return tableForActiveForm(makeTable); }
 
 Form dyadicForm() { return activeForm(); }
 

@@ -311,11 +311,7 @@ void logicShift(const char* func, ZolImage* srcImage, ZolImage* dstImage, uint32
 
 }  // namespace
 
-const LogicKernels& logicKernels() {
-    static const LogicKernels tables[3] = {makeTable(Form::Plain), makeTable(Form::SSE2),
-                                           makeTable(Form::AVX2)};
-    return tables[int(logicForm())];
-}
+const LogicKernels& logicKernels() { return tableForActiveForm(makeTable); }
 
 Form logicForm() { return activeForm(); }
 

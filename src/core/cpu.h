@@ -15,4 +15,13 @@ Form formCap();
 Form activeForm();
 const char* formName(Form form);
 
+// The kernel table of a family for the active form. make(form) builds the
+// table of each form once; each family has a table type of its own, which
+// is what keeps the tables apart.
+template <class Table>
+const Table& tableForActiveForm(Table (*make)(Form)) {
+    static const Table tables[3] = {make(Form::Plain), make(Form::SSE2), make(Form::AVX2)};
+    return tables[int(activeForm())];
+}
+
 }  // namespace zol
