@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "core/cpu.h"
-#include "images.h"
+#include "common.h"
 #include "zol.h"
 
 #ifdef ZOL_BENCH_OPENCV
@@ -80,21 +80,6 @@ std::map<std::string, double>& times() {
     return t;
 }
 
-template <class Body>
-void timed(benchmark::State& state, const std::string& name, Body body) {
-    auto now = [] {
-        timespec t;
-        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
-        return double(t.tv_sec) + 1e-9 * double(t.tv_nsec);
-    };
-    const double start = now();
-    for (auto _ : state) {
-        body();
-        benchmark::ClobberMemory();
-    }
-    if (state.iterations() > 0) times()[name] = (now() - start) / double(state.iterations());
-}
-
 int64_t bytesOf(int kind, bool roi) {
     const Kind& k = kKinds[kind];
     const int64_t pixels = roi ? int64_t(kRoiW) * kRoiH : int64_t(kW) * kH;
@@ -122,7 +107,7 @@ void benchOp(benchmark::State& state, Op op, int kind, bool roi, bool plain) {
     zolSetErrStatus(0);
     const std::string name = std::string(kOpNames[int(op)]) + "/" + caseName(kind, roi) +
                              (plain ? "/plain" : "/best");
-    timed(state, name, [&] {
+    bench::timed(state, times(), name, [&] {
         switch (op) {
             case Op::Add: return zolAdd(r.a, r.b, r.d);
             case Op::Sub: return zolSubtract(r.a, r.b, r.d);
@@ -140,7 +125,8 @@ void benchMemcpy(benchmark::State& state, int kind, bool roi) {
     const size_t bytes = size_t(bytesOf(kind, roi));
     char* from = data().from.data();
     char* to = data().to.data();
-    timed(state, "memcpy/" + caseName(kind, roi), [&] { std::memcpy(to, from, bytes); });
+    bench::timed(state, times(), "memcpy/" + caseName(kind, roi),
+                 [&] { std::memcpy(to, from, bytes); });
     state.SetBytesProcessed(state.iterations() * int64_t(bytes));
 }
 
@@ -156,7 +142,7 @@ void benchOpenCv(benchmark::State& state, Op op, int kind, bool roi) {
     };
     cv::Mat a = mat(data().a[kind]), b = mat(data().b[kind]), d = mat(data().d[kind]);
     const std::string name = std::string("opencv_") + kOpNames[int(op)] + "/" + caseName(kind, roi);
-    timed(state, name, [&] {
+    bench::timed(state, times(), name, [&] {
         if (op == Op::Add) cv::add(a, b, d);
         else if (op == Op::Sub) cv::subtract(a, b, d);
         else cv::bitwise_and(a, b, d);

@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "core/cpu.h"
-#include "images.h"
+#include "common.h"
 #include "zol.h"
 
 #ifdef ZOL_BENCH_OPENCV
@@ -85,21 +85,6 @@ std::map<std::string, double>& times() {
     return t;
 }
 
-template <class Body>
-void timed(benchmark::State& state, const std::string& name, Body body) {
-    auto now = [] {
-        timespec t;
-        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
-        return double(t.tv_sec) + 1e-9 * double(t.tv_nsec);
-    };
-    const double start = now();
-    for (auto _ : state) {
-        body();
-        benchmark::ClobberMemory();
-    }
-    if (state.iterations() > 0) times()[name] = (now() - start) / double(state.iterations());
-}
-
 int64_t bytesOf(int kind) {
     const Kind& k = kKinds[kind];
     return int64_t(kW) * kH * k.channels * ((k.depth & 0xFF) / 8);
@@ -126,7 +111,7 @@ void benchOp(benchmark::State& state, int c, int kind, bool plain) {
     zolSetErrStatus(0);
     ZolImage* s = data().src[kind];
     ZolImage* d = data().dst[kind];
-    timed(state, caseName(kCases[c].name, kind) + (plain ? "/plain" : "/best"),
+    bench::timed(state, times(), caseName(kCases[c].name, kind) + (plain ? "/plain" : "/best"),
           [&] { run(kCases[c].op, s, d); });
     zol::setFormCap(zol::Form::AVX2);
     if (zolGetErrStatus() < 0) state.SkipWithError(zolErrorStr(zolGetErrStatus()));
@@ -137,7 +122,7 @@ void benchMemcpy(benchmark::State& state, int kind) {
     const size_t bytes = size_t(bytesOf(kind));
     char* from = data().from.data();
     char* to = data().to.data();
-    timed(state, caseName("memcpy", kind), [&] { std::memcpy(to, from, bytes); });
+    bench::timed(state, times(), caseName("memcpy", kind), [&] { std::memcpy(to, from, bytes); });
     state.SetBytesProcessed(state.iterations() * int64_t(bytes));
 }
 
@@ -153,7 +138,7 @@ void benchOpenCv(benchmark::State& state, int c, int kind) {
     cv::Mat d(kH, kW, type, data().dst[kind]->imageData, size_t(data().dst[kind]->widthStep));
     const Op op = kCases[c].op;
     const double v = op == Op::AddS ? 37 : op == Op::SubSFlip ? 300 : op == Op::MulS ? 3 : 1.5;
-    timed(state, "opencv_" + caseName(kCases[c].name, kind), [&] {
+    bench::timed(state, times(), "opencv_" + caseName(kCases[c].name, kind), [&] {
         switch (op) {
             case Op::AddS:
             case Op::AddSFP: return cv::add(s, cv::Scalar::all(v), d);

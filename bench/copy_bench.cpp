@@ -8,7 +8,7 @@
 #include <random>
 #include <vector>
 
-#include "images.h"
+#include "common.h"
 #include "zol.h"
 
 namespace {

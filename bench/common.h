@@ -1,8 +1,13 @@
-// Benchmark inputs shared by every family: 1920x1080 images of random
-// contents, made with the library's own calls.
+// What the benchmarks of every family share: 1920x1080 images of random
+// contents made with the library's own calls, and timing by thread CPU time.
 #pragma once
 
+#include <benchmark/benchmark.h>
+#include <time.h>
+
+#include <map>
 #include <random>
+#include <string>
 
 #include "zol.h"
 
@@ -34,6 +39,25 @@ inline ZolImage* randomImage(int depth, int channels, unsigned seed) {
         for (int i = 0; i < im->imageSize; ++i) im->imageData[i] = char(g());
     }
     return im;
+}
+
+// Runs the benchmark loop and stores the thread CPU seconds per iteration
+// of this run under name: on a shared machine less disturbed than the wall
+// clock.
+template <class Body>
+void timed(benchmark::State& state, std::map<std::string, double>& into,
+           const std::string& name, Body body) {
+    auto now = [] {
+        timespec t;
+        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+        return double(t.tv_sec) + 1e-9 * double(t.tv_nsec);
+    };
+    const double start = now();
+    for (auto _ : state) {
+        body();
+        benchmark::ClobberMemory();
+    }
+    if (state.iterations() > 0) into[name] = (now() - start) / double(state.iterations());
 }
 
 }  // namespace bench
