@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
 #include <cstring>
 #include <memory>
 #include <random>
@@ -418,6 +419,161 @@ void runSep(uint32_t seed) {
 
 TEST(ConvolveSep2D, RandomFramesMatchTheDirectModel) {
     for (uint32_t seed = 9001; seed <= 9500; ++seed) runSep(seed);
+}
+
+// ---------------------------------------------------------------------
+// Checks and their contexts
+
+struct Check {
+    const char* what;
+    std::function<void()> call;
+    std::vector<std::string> contexts;  // every report, in order (status -5 unless noted)
+    int status = ZOL_STATUS_BAD_ARGUMENT;
+};
+
+TEST(ConvolveChecks, EveryCheckInOrderWithItsContext) {
+    const int v9[9] = {1, 2, 3, 4, 5, 6, 7, 8, 9};
+    const float f9[9] = {1, 2, 3, 4, 5, 6, 7, 8, 9};
+    KernelPtr good(zolCreateConvKernel(3, 3, 1, 1, v9, 0));
+    ZolConvKernel bad = *good;
+    bad.anchorX = 3;
+    ZolConvKernel noValues = *good;
+    noValues.values = nullptr;
+    ZolConvKernel wide = *good;
+    wide.nCols = 0;
+    Image a(ZOL_DEPTH_8U, 1, 8, 8), b(ZOL_DEPTH_8U, 1, 8, 8), f(ZOL_DEPTH_32F, 1, 8, 8);
+    Image s16(ZOL_DEPTH_16U, 1, 8, 8), plane(ZOL_DEPTH_8U, 3, 8, 8, ZOL_DATA_ORDER_PLANE);
+    Image c3(ZOL_DEPTH_8U, 3, 8, 8), c2(ZOL_DEPTH_8U, 2, 8, 8), coi(ZOL_DEPTH_8U, 3, 8, 8);
+    Image bl(ZOL_DEPTH_8U, 1, 8, 8);
+    bl->origin = ZOL_ORIGIN_BL;
+    coi.setRoi(2, 0, 0, 8, 8);
+    Image badRoi(ZOL_DEPTH_8U, 1, 8, 8);
+    ZolROI off{0, 0, 0, 8, 8};
+    ZolConvKernel* g = good.get();
+    ZolConvKernel* ks[2] = {g, g};
+    ZolConvKernel* withNull[2] = {g, nullptr};
+    ZolConvKernel* withBad[2] = {g, &bad};
+    ZolConvKernelFP* fk = zolCreateConvKernelFP(3, 3, 1, 1, f9);
+    int n, m, x, y, sh, out[9], *outp = out;
+    signed char cv[9], *cvp = cv;
+    const std::vector<Check> table = {
+        {"create: values", [&] { zolCreateConvKernel(3, 3, 1, 1, nullptr, 0); }, {"(values == 0)"}},
+        {"create: size", [&] { zolCreateConvKernelChar(0, 3, 0, 0, cv, 0); }, {"(nRows<=0 || nCols<=0)"}},
+        {"create: anchor", [&] { zolCreateConvKernelFP(3, 3, 1, 3, f9); },
+         {"(anchorX<0 ||anchorY<0 ||nRows<=anchorY || nCols<=anchorX)"}},
+        {"create: memory", [&] { kit::HeapFailure h(2); zolCreateConvKernel(3, 3, 1, 1, v9, 0); },
+         {"Allocation failure"}, ZOL_STATUS_NO_MEMORY},
+        {"get: kernel", [&] { zolGetConvKernel(nullptr, &n, &m, &x, &y, &outp, &sh); }, {"kernel==0"}},
+        {"get: record", [&] { zolGetConvKernel(&bad, &n, &m, &x, &y, &outp, &sh); },
+         {"ownBadKernel((OwnConvKernel*)kernel)"}},
+        {"get: sizes both reported", [&] { zolGetConvKernel(g, nullptr, nullptr, nullptr, &y, &outp, &sh); },
+         {"nRows==0", "nCols==0"}},
+        {"get: anchors both reported", [&] { zolGetConvKernelChar(g, &n, &m, nullptr, nullptr, &cvp, &sh); },
+         {"anchorX==0", "anchorY==0"}},
+        {"get: values", [&] { zolGetConvKernelFP(fk, &n, &m, &x, &y, nullptr); }, {"values==0"}},
+        {"get: shift", [&] { zolGetConvKernel(g, &n, &m, &x, &y, &outp, nullptr); }, {"nShiftR==0"}},
+        {"get: leftover status", [&] { zolSetErrStatus(-3); zolGetConvKernel(g, &n, &m, &x, &y, &outp, nullptr); }, {}, -3},
+        {"delete: kernel", [&] { zolDeleteConvKernelFP(nullptr); }, {"kernel==0"}},
+        {"delete: values", [&] { zolDeleteConvKernel(&noValues); }, {"kernel->values==0"}},
+        {"2D: header", [&] { zolConvolve2D(a, nullptr, ks, 1, 0); }, {"Incorrect Image"}, ZOL_STATUS_NULL_HEADER},
+        {"2D: roi offsets", [&] { badRoi->roi = &off; off.xOffset = 8; zolConvolve2D(a, badRoi, ks, 1, 0); },
+         {"Bad ROI offsets"}, ZOL_STATUS_BAD_ROI_OFFSET},
+        {"2D: kernel", [&] { zolConvolve2D(a, b, nullptr, 1, 0); }, {"kernel==0"}},
+        {"2D: count", [&] { zolConvolve2D(a, b, ks, 11, 0); }, {"(nKernels<=0 || nKernels>10)"}},
+        {"2D: method", [&] { zolConvolve2D(a, b, ks, 2, 5); }, {"Inadmissible method"}},
+        {"2D: kernel[i]", [&] { zolConvolve2D(a, b, withNull, 2, 0); }, {"kernel[i]==0"}},
+        {"2D: bad kernel", [&] { zolConvolve2D(a, b, withBad, 2, 0); }, {"Bad kernel structure"}},
+        {"2D: depths", [&] { zolConvolve2D(a, s16, ks, 1, 0); }, {"Uncompatible images"}},
+        {"2D: orders", [&] { zolConvolve2D(c3, plane, ks, 1, 0); }, {"Uncompatible images"}},
+        {"2D: 32F", [&] { zolConvolve2D(f, f, ks, 1, 0); }, {"32F images can be processed only with FP kernel"}},
+        {"2D: channels", [&] { zolConvolve2D(c3, c2, ks, 1, 0); }, {"Uncompatible images"}},
+        {"2D FP: depth", [&] { zolConvolve2DFP(a, b, &fk, 1, 0); }, {"FP kernel can be used only for 32F images"}},
+        {"2D: memory", [&] { kit::HeapFailure h(1); zolConvolve2D(a, b, ks, 2, 0); },
+         {"Allocation failure"}, ZOL_STATUS_NO_MEMORY},
+        {"2D: coi on one image", [&] { zolConvolve2D(coi, b, ks, 1, 0); }, {}, 0},
+        {"sep: header", [&] { zolConvolveSep2D(nullptr, b, g, g); }, {"Incorrect Image"}, ZOL_STATUS_NULL_HEADER},
+        {"sep: both kernels", [&] { zolConvolveSep2D(a, b, nullptr, nullptr); }, {"Xkernel==0", "Ykernel==0"}},
+        {"sep: depth", [&] { zolConvolveSep2D(a, s16, g, g); }, {"srcImage->depth != dstImage->depth"}},
+        {"sep: origin", [&] { zolConvolveSep2D(a, bl, g, g); }, {"srcImage->origin != dstImage->origin"}},
+        {"sep: order", [&] { zolConvolveSep2D(c3, plane, g, g); }, {"srcImage->dataOrder != dstImage->dataOrder"}},
+        {"sep: channels", [&] { zolConvolveSep2D(c3, c2, g, g); }, {"nCsrc != nCdst"}},
+        {"sep: coi then width", [&] { zolConvolveSep2D(coi, c3, &wide, g); },
+         {"nChannels in srcImage ROI != nChannels in dstImage ROI", "Xkernel->nCols <= 0"}},
+        {"sep: 32F", [&] { zolConvolveSep2D(f, f, g, g); }, {"Unknown srcImage->depth"}},
+        {"sep: leftover status", [&] { zolSetErrStatus(-3); zolConvolveSep2D(a, b, g, g); }, {}, -3},
+    };
+    for (const Check& c : table) {
+        kit::Recorder rec;
+        a.randomize(7);
+        const auto before = b.bytes();
+        c.call();
+        ASSERT_EQ(rec.reports().size(), c.contexts.size()) << c.what;
+        for (size_t i = 0; i < c.contexts.size(); ++i) {
+            EXPECT_EQ(rec.reports()[i].context, c.contexts[i]) << c.what;
+            EXPECT_EQ(rec.reports()[i].status, c.status) << c.what;
+        }
+        EXPECT_EQ(zolGetErrStatus(), c.status) << c.what;
+        if (c.status) {
+            EXPECT_EQ(b.bytes(), before) << c.what << ": written after a failed check";
+        }
+    }
+    badRoi->roi = nullptr;
+    zolDeleteConvKernelFP(fk);
+}
+
+// The records keep the caller's kernel reversed with mirrored anchors, and
+// give it back in the caller's terms.
+TEST(ConvolveKernels, StoredReversedReadBackAsGiven) {
+    kit::Recorder rec;  // clears a leftover status, which would stop the readers
+    const signed char v[6] = {1, -2, 3, -4, 5, 127};
+    KernelPtr k(zolCreateConvKernelChar(3, 2, 0, 1, v, 4));
+    ASSERT_TRUE(k);
+    EXPECT_EQ(k->anchorX, 2);
+    EXPECT_EQ(k->anchorY, 0);
+    for (int i = 0; i < 6; ++i) EXPECT_EQ(k->values[i], v[5 - i]);
+    int n, m, x, y, sh, got[6], *gp = got;
+    signed char low[6], *lp = low;
+    zolGetConvKernel(k.get(), &n, &m, &x, &y, &gp, &sh);
+    k->values[5] = 300;  // read back by its low 8 bits
+    zolGetConvKernelChar(k.get(), &n, &m, &x, &y, &lp, &sh);
+    EXPECT_EQ(std::vector<int>({n, m, x, y, sh}), std::vector<int>({3, 2, 0, 1, 4}));
+    for (int i = 0; i < 6; ++i) EXPECT_EQ(got[i], v[i]);
+    EXPECT_EQ(low[0], 44);
+    EXPECT_TRUE(rec.none());
+}
+
+// Metamorphic checks: the impulse response is the kernel itself, and the
+// separable convolution equals the 2-D one with the outer-product kernel.
+TEST(ConvolveProperties, ImpulseResponseAndSeparableProduct) {
+    const int kx[4] = {1, -2, 5, 3}, ky[3] = {2, -1, 4};
+    int outer[12];
+    for (int j = 0; j < 3; ++j)
+        for (int i = 0; i < 4; ++i) outer[j * 4 + i] = ky[j] * kx[i];
+    KernelPtr X(zolCreateConvKernel(4, 1, 1, 0, kx, 0)), Y(zolCreateConvKernel(1, 3, 0, 2, ky, 0));
+    KernelPtr K2(zolCreateConvKernel(4, 3, 1, 2, outer, 0));
+    kit::Recorder rec;
+    for (int depth : {ZOL_DEPTH_8S, ZOL_DEPTH_16S, ZOL_DEPTH_32S}) {
+        Image src(depth, 1, 13, 9), a(depth, 1, 13, 9), b(depth, 1, 13, 9);
+        kit::set(src, 6, 4, 0, 1);
+        ZolConvKernel* k = K2.get();
+        zolConvolve2D(src, a, &k, 1, ZOL_COMBINE_SUM);
+        zolConvolveSep2D(src, b, X.get(), Y.get());
+        for (int y = 0; y < 9; ++y)
+            for (int x = 0; x < 13; ++x) {
+                const int i = x - 6 + 1, j = y - 4 + 2;  // the kernel's element under (x, y)
+                const int64_t want = i >= 0 && i < 4 && j >= 0 && j < 3 ? outer[j * 4 + i] : 0;
+                EXPECT_EQ(kit::get(a, x, y, 0), want) << kit::depthName(depth) << " " << x << "," << y;
+                EXPECT_EQ(kit::get(b, x, y, 0), want) << kit::depthName(depth) << " " << x << "," << y;
+            }
+        // Random pixels, replicated edges: the two ways agree.
+        src.randomize(depth);
+        zolSetBorderMode(src, ZOL_BORDER_REPLICATE, 15, 0);
+        zolConvolve2D(src, a, &k, 1, ZOL_COMBINE_SUM);
+        zolConvolveSep2D(src, b, X.get(), Y.get());
+        if (depth != ZOL_DEPTH_32S) {
+            EXPECT_EQ(a.bytes(), b.bytes()) << kit::depthName(depth);
+        }
+    }
 }
 
 }  // namespace
