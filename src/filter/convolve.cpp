@@ -102,23 +102,72 @@ inline T storeFloat(float f, const Range& r, int depth) {
     }
 }
 
-// acc[e] += c * s[e], class by class. 0 and +-1 taps are cheaper.
-template <class A, class T>
-void tapInt(A* acc, const T* s, int32_t c, int n) {
-    if (c == 1) {
-        for (int e = 0; e < n; ++e) acc[e] = A(acc[e] + A(s[e]));
-    } else if (c == -1) {
-        for (int e = 0; e < n; ++e) acc[e] = A(acc[e] - A(s[e]));
+// acc[e] = (first ? 0 : acc[e]) + sum over i < KW of c[i] * s[e + i * P]:
+// KW taps of one kernel row per pass, so the accumulator is read and
+// written once for KW taps. The integer classes never overflow A.
+template <class A, class T, int KW>
+void rowTaps(A* __restrict acc, const T* __restrict s, const int32_t* c, int P, int n, bool first) {
+    A k[KW];
+    for (int i = 0; i < KW; ++i) k[i] = A(c[i]);
+    if (first) {
+        for (int e = 0; e < n; ++e) {
+            A v = A(k[0] * A(s[e]));
+#pragma GCC unroll 8
+            for (int i = 1; i < KW; ++i) v = A(v + A(k[i] * A(s[e + i * P])));
+            acc[e] = v;
+        }
     } else {
-        const A k = A(c);
-        for (int e = 0; e < n; ++e) acc[e] = A(acc[e] + A(k * A(s[e])));
+        for (int e = 0; e < n; ++e) {
+            A v = acc[e];
+#pragma GCC unroll 8
+            for (int i = 0; i < KW; ++i) v = A(v + A(k[i] * A(s[e + i * P])));
+            acc[e] = v;
+        }
+    }
+}
+
+// A whole KW x KH kernel in one pass: the sum of an element stays in a
+// register over all its taps.
+template <class A, class T, int KW, int KH>
+void wholeTaps(A* __restrict acc, const T* const* rows, int x0, const int32_t* c, int P, int n) {
+    A k[KH * KW];
+    const T* __restrict r[KH];
+    for (int i = 0; i < KH * KW; ++i) k[i] = A(c[i]);
+    for (int j = 0; j < KH; ++j) r[j] = rows[j] + x0;
+    for (int e = 0; e < n; ++e) {
+        A v = 0;
+#pragma GCC unroll 8
+        for (int j = 0; j < KH; ++j)
+#pragma GCC unroll 8
+            for (int i = 0; i < KW; ++i) v = A(v + A(k[j * KW + i] * A(r[j][e + i * P])));
+        acc[e] = v;
+    }
+}
+
+// One kernel row of any width, in passes of up to seven taps.
+template <class A, class T>
+void rowInt(A* acc, const T* s, const int32_t* c, int kw, int P, int n, bool first) {
+    for (int i = 0; i < kw;) {
+        const int t = std::min(kw - i, 7);
+        const T* si = s + int64_t(i) * P;
+        switch (t) {
+            case 1: rowTaps<A, T, 1>(acc, si, c + i, P, n, first); break;
+            case 2: rowTaps<A, T, 2>(acc, si, c + i, P, n, first); break;
+            case 3: rowTaps<A, T, 3>(acc, si, c + i, P, n, first); break;
+            case 4: rowTaps<A, T, 4>(acc, si, c + i, P, n, first); break;
+            case 5: rowTaps<A, T, 5>(acc, si, c + i, P, n, first); break;
+            case 6: rowTaps<A, T, 6>(acc, si, c + i, P, n, first); break;
+            default: rowTaps<A, T, 7>(acc, si, c + i, P, n, first); break;
+        }
+        first = false;
+        i += t;
     }
 }
 
 // The float class: the product and the sum in double, rounded to float
 // after each tap.
 template <class T>
-void tapFloat(float* acc, const T* s, double c, int n) {
+void tapFloat(float* __restrict acc, const T* __restrict s, double c, int n) {
     for (int e = 0; e < n; ++e) acc[e] = float(double(acc[e]) + c * double(s[e]));
 }
 
@@ -159,17 +208,32 @@ void kernelChunk(const Call<T, C>& c, const Work<C>& k, int e0, int n, int16_t* 
         }
         return;
     }
-    if (k.cls == 0) std::fill(a16, a16 + n, int16_t(0));
-    else if (k.cls == 1) std::fill(a32, a32 + n, 0);
-    else std::fill(af, af + n, 0.0f);
-    for (int j = 0; j < k.kh; ++j) {
-        const T* s = rows[j] + x0;
-        for (int i = 0; i < k.kw; ++i, s += P) {
-            const C v = k.v[j * k.kw + i];
-            if (v == 0) continue;
-            if (k.cls == 0) tapInt(a16, s, int32_t(v), n);
-            else if (k.cls == 1) tapInt(a32, s, int32_t(v), n);
-            else tapFloat(af, s, double(v), n);
+    bool integer = false;
+    if constexpr (std::is_same_v<C, int32_t>) {
+        if (k.cls < 2) {
+            integer = true;
+            if (k.kw == 3 && k.kh == 3) {
+                if (k.cls == 0) wholeTaps<int16_t, T, 3, 3>(a16, rows, x0, k.v, P, n);
+                else wholeTaps<int32_t, T, 3, 3>(a32, rows, x0, k.v, P, n);
+            } else if (k.kw == 5 && k.kh == 5 && k.cls == 0) {
+                wholeTaps<int16_t, T, 5, 5>(a16, rows, x0, k.v, P, n);
+            } else
+            for (int j = 0; j < k.kh; ++j) {
+                const int32_t* v = k.v + int64_t(j) * k.kw;
+                if (k.cls == 0) rowInt(a16, rows[j] + x0, v, k.kw, P, n, j == 0);
+                else rowInt(a32, rows[j] + x0, v, k.kw, P, n, j == 0);
+            }
+        }
+    }
+    if (!integer) {
+        // The float class, tap by tap in stored order; zero taps are skipped.
+        std::fill(af, af + n, 0.0f);
+        for (int j = 0; j < k.kh; ++j) {
+            const T* s = rows[j] + x0;
+            for (int i = 0; i < k.kw; ++i, s += P) {
+                const C v = k.v[j * k.kw + i];
+                if (v != 0) tapFloat(af, s, double(v), n);
+            }
         }
     }
     if (!k.shift) return;
@@ -207,12 +271,29 @@ void convRow(Call<T, C>& c, int n) {
                     out[e] = storeInt<T>(r * r, c.range, bits);
                 }
             } else if (k.cls == 0) {
-                const bool abs = c.method == ZOL_COMBINE_SQRT_SUM_SQUARES;
-                const int lo = int(c.range.lo), hi = int(c.range.hi);
-                for (int e = 0; e < m; ++e) {
-                    int r = a16[e];
-                    if (abs) r = r < 0 ? -r : r;
-                    out[e] = bits ? T(r > 0) : T(r < lo ? lo : r > hi ? hi : r);
+                if (c.method == ZOL_COMBINE_SQRT_SUM_SQUARES)
+                    for (int e = 0; e < m; ++e) a16[e] = int16_t(a16[e] < 0 ? -a16[e] : a16[e]);
+                if (bits) {
+                    for (int e = 0; e < m; ++e) out[e] = T(a16[e] > 0);
+                } else {
+                    // Branch-free clamps over flat rows: vector min and max.
+                    if constexpr (sizeof(T) == 1) {
+                        const int16_t lo = int16_t(c.range.lo), hi = int16_t(c.range.hi);
+                        for (int e = 0; e < m; ++e) {
+                            int16_t r = a16[e];
+                            r = r < lo ? lo : r;
+                            r = r > hi ? hi : r;
+                            out[e] = T(r);
+                        }
+                    } else {
+                        const int lo = int(c.range.lo), hi = int(c.range.hi);
+                        for (int e = 0; e < m; ++e) {
+                            int r = a16[e];
+                            r = r < lo ? lo : r;
+                            r = r > hi ? hi : r;
+                            out[e] = T(r);
+                        }
+                    }
                 }
             } else {
                 const bool abs = c.method == ZOL_COMBINE_SQRT_SUM_SQUARES;
