@@ -2,6 +2,7 @@
 // integer lines that wrap on overflow; one shift and one clamp at the end.
 #include <algorithm>
 #include <cstring>
+#include <type_traits>
 
 #include "core/frame.h"
 #include "core/image.h"
@@ -26,34 +27,115 @@ struct Call {
     NbSink sink;
 };
 
-// Column pass over n elements: t = sum of sy[j] * row j, modulo 2^32.
-template <class T, class RowOf>
-void columnPass(uint32_t* t, int64_t n, const int32_t* sy, int ny, RowOf rowOf) {
-    const T* s = rowOf(0);
-    const uint32_t c0 = uint32_t(sy[0]);
-    for (int64_t u = 0; u < n; ++u) t[u] = c0 * uint32_t(int32_t(s[u]));
-    for (int j = 1; j < ny; ++j) {
-        const uint32_t c = uint32_t(sy[j]);
-        if (c == 0) continue;
-        s = rowOf(j);
-        if (c == 1)
-            for (int64_t u = 0; u < n; ++u) t[u] += uint32_t(int32_t(s[u]));
-        else
-            for (int64_t u = 0; u < n; ++u) t[u] += c * uint32_t(int32_t(s[u]));
+// Lines hold the column sums. They are 32-bit integers that wrap, as the
+// operation defines them; when the column kernel and the depth bound every
+// column sum within 16 bits (and the row kernel's values fit 16 bits), the
+// lines are 16-bit instead, which gives the same numbers at twice the speed.
+template <class L>
+struct LineMath;
+template <>
+struct LineMath<uint32_t> {
+    using K = uint32_t;  // coefficients
+    using M = uint32_t;  // column sums: wrap like the defined arithmetic
+    using P = uint32_t;  // products of the row pass
+};
+template <>
+struct LineMath<int16_t> {
+    using K = int16_t;
+    using M = int16_t;  // every partial column sum is bounded within 16 bits
+    using P = int32_t;  // products of two 16-bit values
+};
+
+// t[u] (+)= k * s[u]: one tap of the column pass.
+template <class L, class T>
+void columnTap(L* __restrict t, const T* __restrict s, int32_t c, int64_t n, bool first) {
+    using M = typename LineMath<L>::M;
+    const M k = M(typename LineMath<L>::K(c));
+    if (first)
+        for (int64_t u = 0; u < n; ++u) t[u] = L(M(k * M(s[u])));
+    else
+        for (int64_t u = 0; u < n; ++u) t[u] = L(M(M(t[u]) + M(k * M(s[u]))));
+}
+
+// The whole row pass of up to seven taps with the shift and the clamp, the
+// sum staying in a register.
+template <class T, class L, int NX>
+void rowFinal(T* __restrict out, const L* __restrict t, const int32_t* c, int P, int n, int sh,
+              int lo, int hi) {
+    using K = typename LineMath<L>::K;
+    using Q = typename LineMath<L>::P;
+    K k[NX];
+    for (int i = 0; i < NX; ++i) k[i] = K(c[i]);
+    for (int e = 0; e < n; ++e) {
+        uint32_t s = 0;
+#pragma GCC unroll 8
+        for (int i = 0; i < NX; ++i) s += uint32_t(Q(k[i]) * Q(t[e + i * P]));
+        int v = int32_t(s) >> sh;
+        v = v < lo ? lo : v;
+        v = v > hi ? hi : v;
+        out[e] = T(v);
     }
 }
 
+// The shift and the clamp of a row of sums.
 template <class T>
+void clampRow(T* __restrict out, const uint32_t* __restrict sum, int n, int sh, int lo, int hi) {
+    for (int e = 0; e < n; ++e) {
+        int v = int32_t(sum[e]) >> sh;
+        v = v < lo ? lo : v;
+        v = v > hi ? hi : v;
+        out[e] = T(v);
+    }
+}
+
+// sum[e] (+)= sum over i < NX of c[i] * t[e + i * P], modulo 2^32.
+template <class L, int NX>
+void rowTaps(uint32_t* __restrict sum, const L* __restrict t, const int32_t* c, int P, int n,
+             bool first) {
+    using K = typename LineMath<L>::K;
+    using Q = typename LineMath<L>::P;
+    K k[NX];
+    for (int i = 0; i < NX; ++i) k[i] = K(c[i]);
+    if (first)
+        for (int e = 0; e < n; ++e) sum[e] = 0;
+    for (int e = 0; e < n; ++e) {
+        uint32_t v = sum[e];
+#pragma GCC unroll 8
+        for (int i = 0; i < NX; ++i) v += uint32_t(Q(k[i]) * Q(t[e + i * P]));
+        sum[e] = v;
+    }
+}
+
+// Either pass for any kernel length, in pieces of up to seven taps.
+template <class F>
+void inPieces(int len, F f) {
+    for (int i = 0; i < len;) {
+        const int t = std::min(len - i, 7);
+        switch (t) {
+            case 1: f(i, std::integral_constant<int, 1>{}); break;
+            case 2: f(i, std::integral_constant<int, 2>{}); break;
+            case 3: f(i, std::integral_constant<int, 3>{}); break;
+            case 4: f(i, std::integral_constant<int, 4>{}); break;
+            case 5: f(i, std::integral_constant<int, 5>{}); break;
+            case 6: f(i, std::integral_constant<int, 6>{}); break;
+            default: f(i, std::integral_constant<int, 7>{}); break;
+        }
+        i += t;
+    }
+}
+
+template <class T, class L>
 bool drive(void* context, const NbPiece& p) {
     const Call& c = *static_cast<const Call*>(context);
     const int P = c.pix;
     const int64_t count = (int64_t(p.w) + c.nx - 1) * P;
     const int n = p.w * P;
-    NbScratch lineMem, sumMem, outMem;
-    uint32_t* line = lineMem.get<uint32_t>(count);
+    NbScratch lineMem, sumMem, outMem, rowMem;
+    L* line = lineMem.get<L>(count);
     uint32_t* sum = sumMem.get<uint32_t>(n);
     T* out = outMem.get<T>(n);
-    if (!line || !sum || !out) return false;
+    const T** r = rowMem.get<const T*>(c.ny);
+    if (!line || !sum || !out || !r) return false;
     const int sh = c.shift & 31;
     for (int l = 0; l < c.nLanes; ++l) {
         NbRows<T> rows;
@@ -62,23 +144,44 @@ bool drive(void* context, const NbPiece& p) {
         NbSink sink = c.sink;
         sink.channel = c.dstCh[l];
         for (int y = 0; y < p.h; ++y) {
-            columnPass<T>(line, count, c.sy, c.ny, [&](int j) { return rows.row(y + j); });
-            const uint32_t c0 = uint32_t(c.sx[0]);
-            for (int e = 0; e < n; ++e) sum[e] = c0 * line[e];
-            for (int i = 1; i < c.nx; ++i) {
-                const uint32_t k = uint32_t(c.sx[i]);
-                const uint32_t* t = line + int64_t(i) * P;
-                if (k == 1) for (int e = 0; e < n; ++e) sum[e] += t[e];
-                else if (k) for (int e = 0; e < n; ++e) sum[e] += k * t[e];
+            for (int j = 0; j < c.ny; ++j) r[j] = rows.row(y + j);
+            for (int j = 0; j < c.ny; ++j) columnTap(line, r[j], c.sy[j], count, j == 0);
+            const bool small = c.lo >= -32768 && c.hi <= 32767;
+            if (small && c.nx <= 7) {
+                inPieces(c.nx, [&](int, auto k) {
+                    rowFinal<T, L, decltype(k)::value>(out, line, c.sx, P, n, sh, int(c.lo), int(c.hi));
+                });
+                nbStoreRow(p, sink, y, out);
+                continue;
             }
-            for (int e = 0; e < n; ++e) {
-                const int64_t v = int32_t(sum[e]) >> sh;
-                out[e] = T(v < c.lo ? c.lo : v > c.hi ? c.hi : v);
+            inPieces(c.nx, [&](int i, auto k) {
+                rowTaps<L, decltype(k)::value>(sum, line + int64_t(i) * P, c.sx + i, P, n, i == 0);
+            });
+            if (small) {
+                clampRow(out, sum, n, sh, int(c.lo), int(c.hi));
+            } else {
+                for (int e = 0; e < n; ++e) {
+                    const int64_t v = int32_t(sum[e]) >> sh;
+                    out[e] = T(v < c.lo ? c.lo : v > c.hi ? c.hi : v);
+                }
             }
             nbStoreRow(p, sink, y, out);
         }
     }
     return true;
+}
+
+// Whether 16-bit lines hold every column sum exactly.
+bool narrowLines(const ZolConvKernel* xk, const ZolConvKernel* yk, int64_t maxAbs) {
+    int64_t total = 0;
+    for (int j = 0; j < yk->nRows; ++j) {
+        const int64_t v = yk->values[j];
+        if (v < -32768 || v > 32767) return false;
+        total += (v < 0 ? -v : v) * maxAbs;
+    }
+    for (int i = 0; i < xk->nCols; ++i)
+        if (xk->values[i] < -32768 || xk->values[i] > 32767) return false;
+    return total <= 32767;
 }
 
 // The region's size for one image: the ROI's size (not cut at the edges),
@@ -160,13 +263,22 @@ void front(ZolImage* src, ZolImage* dst, ZolConvKernel* xk, ZolConvKernel* yk) {
 
     NbDriver drv = nullptr;
     int64_t lo = 0, hi = 1;
+    auto pick = [&](int64_t maxAbs, NbDriver narrow, NbDriver wide) {
+        drv = narrowLines(xk, yk, maxAbs) ? narrow : wide;
+    };
     switch (src->depth) {
-        case ZOL_DEPTH_1U: drv = &drive<uint8_t>; break;
-        case ZOL_DEPTH_8U: drv = &drive<uint8_t>, hi = 255; break;
-        case ZOL_DEPTH_8S: drv = &drive<int8_t>, lo = -128, hi = 127; break;
-        case ZOL_DEPTH_16U: drv = &drive<uint16_t>, hi = 65535; break;
-        case ZOL_DEPTH_16S: drv = &drive<int16_t>, lo = -32768, hi = 32767; break;
-        case ZOL_DEPTH_32S: drv = &drive<int32_t>, lo = INT32_MIN, hi = INT32_MAX; break;
+        case ZOL_DEPTH_1U: pick(1, &drive<uint8_t, int16_t>, &drive<uint8_t, uint32_t>); break;
+        case ZOL_DEPTH_8U:
+            pick(255, &drive<uint8_t, int16_t>, &drive<uint8_t, uint32_t>), hi = 255;
+            break;
+        case ZOL_DEPTH_8S:
+            pick(128, &drive<int8_t, int16_t>, &drive<int8_t, uint32_t>), lo = -128, hi = 127;
+            break;
+        case ZOL_DEPTH_16U: drv = &drive<uint16_t, uint32_t>, hi = 65535; break;
+        case ZOL_DEPTH_16S:
+            pick(32768, &drive<int16_t, int16_t>, &drive<int16_t, uint32_t>), lo = -32768, hi = 32767;
+            break;
+        case ZOL_DEPTH_32S: drv = &drive<int32_t, uint32_t>, lo = INT32_MIN, hi = INT32_MAX; break;
         default: return bad(msg::kUnknownDepth);
     }
     c.lo = lo;
