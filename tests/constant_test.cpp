@@ -13,7 +13,7 @@
 #include <string>
 
 #include "arith/constant.h"
-#include "core/cpu.h"
+#include "core/simd.h"
 #include "frames.h"
 #include "kit.h"
 #include "tiles.h"
@@ -191,7 +191,8 @@ TEST(ConstantKernels, FormsAgree) {
     const zol::Form saved = zol::formCap();
     zol::setFormCap(zol::Form::Plain);
     const zol::ConstKernels plain = zol::constKernels();
-    for (int form = 1; form <= int(zol::cpuForm()); ++form) {
+    for (int form = 1; form < zol::kForms; ++form) {
+        if (!zol::formRuns(zol::Form(form))) continue;
         zol::setFormCap(zol::Form(form));
         ASSERT_EQ(zol::Form(form), zol::constForm());
         const zol::ConstKernels k = zol::constKernels();

@@ -10,7 +10,7 @@
 #include <random>
 
 #include "arith/dyadic.h"
-#include "core/cpu.h"
+#include "core/simd.h"
 #include "frames.h"
 #include "kit.h"
 
@@ -107,7 +107,8 @@ TEST(DyadicKernels, FormsAgree) {
     const zol::Form saved = zol::formCap();
     zol::setFormCap(zol::Form::Plain);
     const zol::DyadicKernels plain = zol::dyadicKernels();
-    for (int form = 1; form <= int(zol::cpuForm()); ++form) {
+    for (int form = 1; form < zol::kForms; ++form) {
+        if (!zol::formRuns(zol::Form(form))) continue;
         zol::setFormCap(zol::Form(form));
         ASSERT_EQ(zol::Form(form), zol::dyadicForm());
         const zol::DyadicKernels k = zol::dyadicKernels();

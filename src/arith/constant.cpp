@@ -78,7 +78,7 @@ ConstKernels makeTable(Form form) {
 #undef ZOL_CONST_SET
 #if defined(ZOL_HAVE_SSE2)
 #define ZOL_CONST_SET(name, row, op, T) k.run[row][int(CsOp::op)] = sse2::name;
-    if (form >= Form::SSE2) {
+    if (form >= Form::SSE4) {
         ZOL_CONST_SIMD_LIST(ZOL_CONST_SET)
     }
 #undef ZOL_CONST_SET

@@ -10,7 +10,7 @@
 #include <limits>
 #include <type_traits>
 
-#include "core/cpu.h"
+#include "core/simd.h"
 
 namespace zol {
 

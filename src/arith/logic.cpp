@@ -72,13 +72,7 @@ namespace {
 
 LogicKernels makeTable(Form form) {
     LogicKernels k = ZOL_LOGIC_TABLE(plain);
-#if defined(ZOL_HAVE_SSE2)
-    if (form >= Form::SSE2) k = ZOL_LOGIC_TABLE(sse2);
-#endif
-#if defined(ZOL_HAVE_AVX2)
-    if (form >= Form::AVX2) k = ZOL_LOGIC_TABLE(avx2);
-#endif
-    (void)form;
+    logicSimd(form, k);
     return k;
 }
 
