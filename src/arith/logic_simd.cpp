@@ -8,6 +8,7 @@
 #include "arith/logic.h"
 #include "core/simd.h"
 
+#if ZOL_SIMD_FORM_TARGET
 HWY_BEFORE_NAMESPACE();
 namespace zol {
 namespace HWY_NAMESPACE {
@@ -108,6 +109,7 @@ void fillLogic(LogicKernels& k) {
 }  // namespace HWY_NAMESPACE
 }  // namespace zol
 HWY_AFTER_NAMESPACE();
+#endif
 
 #if HWY_ONCE
 namespace zol {

@@ -29,6 +29,7 @@
 //        #include <hwy/highway.h>
 //        #include "arith/logic.h"
 //
+//        #if ZOL_SIMD_FORM_TARGET
 //        HWY_BEFORE_NAMESPACE();
 //        namespace zol { namespace HWY_NAMESPACE {
 //        namespace hn = hwy::HWY_NAMESPACE;
@@ -36,6 +37,7 @@
 //        void fillLogic(LogicKernels& k) { k.andRun = pairRun<BitOp::And>; ... }
 //        }}  // namespace zol::HWY_NAMESPACE
 //        HWY_AFTER_NAMESPACE();
+//        #endif
 //
 //        #if HWY_ONCE
 //        namespace zol { ZOL_SIMD_FILL(logicSimd, fillLogic, LogicKernels) }
@@ -86,6 +88,12 @@ const Table& tableForActiveForm(Table (*make)(Form)) {
 }
 
 }  // namespace zol
+
+// True in the passes of foreach_target.h whose target is a form: the
+// fallback target Highway always compiles (scalar or 128-bit emulation) is
+// no form, the plain kernels being the fallback, so it is skipped.
+#define ZOL_SIMD_FORM_TARGET \
+    ((HWY_TARGET & (HWY_SSE4 | HWY_AVX2 | HWY_AVX3 | HWY_AVX3_DL | HWY_NEON)) != 0)
 
 // The per-form fill functions of a family's SIMD file, indexed by Form;
 // null where the target is not compiled. Used after the last target pass
