@@ -16,7 +16,7 @@ enum class BitOp { And, Or, Xor };
 // Applies a 32-bit pattern to n bytes; byte i of the run meets byte i % 4
 // of the pattern (little-endian), so a run that starts on an element keeps
 // the pattern's phase for 8-, 16- and 32-bit elements. s may equal d.
-using ConstRunFn = void (*)(const uint8_t* s, uint8_t* d, size_t n, uint32_t pattern);
+using PatternRunFn = void (*)(const uint8_t* s, uint8_t* d, size_t n, uint32_t pattern);
 // d[i] = a[i] op b[i] over n bytes; any of the three may be the same run.
 using PairRunFn = void (*)(const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n);
 // Shifts n elements by count, 0 < count < the element's width; s may equal d.
@@ -25,7 +25,7 @@ template <class T>
 using ShiftRunFn = void (*)(const T* s, T* d, size_t n, unsigned count);
 
 struct LogicKernels {
-    ConstRunFn andConstRun, orConstRun, xorConstRun;
+    PatternRunFn andConstRun, orConstRun, xorConstRun;
     PairRunFn andRun, orRun, xorRun;
     ShiftRunFn<uint8_t> shl8;
     ShiftRunFn<uint16_t> shl16;
