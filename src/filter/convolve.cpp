@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <limits>
+#include <type_traits>
 
 #include "core/frame.h"
 #include "core/image.h"
@@ -168,8 +170,52 @@ void rowInt(A* acc, const T* s, const int32_t* c, int kw, int P, int n, bool fir
 // after each tap.
 template <class T>
 void tapFloat(float* __restrict acc, const T* __restrict s, double c, int n) {
-    for (int e = 0; e < n; ++e) acc[e] = float(double(acc[e]) + c * double(s[e]));
+    // Which of two NaN operands an addition passes on depends on the order
+    // the compiler picks; a NaN sum is the default quiet NaN in every form.
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    for (int e = 0; e < n; ++e) {
+        const double v = double(acc[e]) + c * double(s[e]);
+        acc[e] = v == v ? float(v) : nan;
+    }
 }
+
+}  // namespace conv
+
+namespace convk::plain {
+void whole3x3(int16_t* acc, const uint8_t* const* rows, int x0, const int32_t* c, int P, int n) {
+    conv::wholeTaps<int16_t, uint8_t, 3, 3>(acc, rows, x0, c, P, n);
+}
+void whole5x5(int16_t* acc, const uint8_t* const* rows, int x0, const int32_t* c, int P, int n) {
+    conv::wholeTaps<int16_t, uint8_t, 5, 5>(acc, rows, x0, c, P, n);
+}
+void row(int16_t* acc, const uint8_t* s, const int32_t* c, int kw, int P, int n, bool first) {
+    conv::rowInt(acc, s, c, kw, P, n, first);
+}
+void store(uint8_t* __restrict out, const int16_t* __restrict a, int n, int lo, int hi) {
+    const int16_t l = int16_t(lo), h = int16_t(hi);
+    for (int e = 0; e < n; ++e) {
+        int16_t r = a[e];
+        r = r < l ? l : r;
+        r = r > h ? h : r;
+        out[e] = uint8_t(r);
+    }
+}
+void tap(float* acc, const float* s, double c, int n) { conv::tapFloat(acc, s, c, n); }
+}  // namespace convk::plain
+
+namespace {
+ConvKernels makeTable(Form form) {
+    namespace p = convk::plain;
+    ConvKernels k{p::whole3x3, p::whole5x5, p::row, p::store, p::tap, p::sepColumn, p::sepRow};
+    convSimd(form, k);
+    return k;
+}
+}  // namespace
+
+const ConvKernels& convKernels() { return tableForActiveForm(makeTable); }
+Form convForm() { return activeForm(); }
+
+namespace conv {
 
 template <class T, class C>
 struct Call {
@@ -212,7 +258,17 @@ void kernelChunk(const Call<T, C>& c, const Work<C>& k, int e0, int n, int16_t* 
     if constexpr (std::is_same_v<C, int32_t>) {
         if (k.cls < 2) {
             integer = true;
-            if (k.kw == 3 && k.kh == 3) {
+            const ConvKernels& K = convKernels();
+            constexpr bool u8 = std::is_same_v<T, uint8_t>;
+            if (u8 && k.cls == 0 && k.kw == 3 && k.kh == 3) {
+                if constexpr (u8) K.whole3x3(a16, rows, x0, k.v, P, n);
+            } else if (u8 && k.cls == 0 && k.kw == 5 && k.kh == 5) {
+                if constexpr (u8) K.whole5x5(a16, rows, x0, k.v, P, n);
+            } else if (u8 && k.cls == 0) {
+                if constexpr (u8)
+                    for (int j = 0; j < k.kh; ++j)
+                        K.row(a16, rows[j] + x0, k.v + int64_t(j) * k.kw, k.kw, P, n, j == 0);
+            } else if (k.kw == 3 && k.kh == 3) {
                 if (k.cls == 0) wholeTaps<int16_t, T, 3, 3>(a16, rows, x0, k.v, P, n);
                 else wholeTaps<int32_t, T, 3, 3>(a32, rows, x0, k.v, P, n);
             } else if (k.kw == 5 && k.kh == 5 && k.cls == 0) {
@@ -232,7 +288,9 @@ void kernelChunk(const Call<T, C>& c, const Work<C>& k, int e0, int n, int16_t* 
             const T* s = rows[j] + x0;
             for (int i = 0; i < k.kw; ++i, s += P) {
                 const C v = k.v[j * k.kw + i];
-                if (v != 0) tapFloat(af, s, double(v), n);
+                if (v == 0) continue;
+                if constexpr (std::is_same_v<T, float>) convKernels().tap(af, s, double(v), n);
+                else tapFloat(af, s, double(v), n);
             }
         }
     }
@@ -277,14 +335,8 @@ void convRow(Call<T, C>& c, int n) {
                     for (int e = 0; e < m; ++e) out[e] = T(a16[e] > 0);
                 } else {
                     // Branch-free clamps over flat rows: vector min and max.
-                    if constexpr (sizeof(T) == 1) {
-                        const int16_t lo = int16_t(c.range.lo), hi = int16_t(c.range.hi);
-                        for (int e = 0; e < m; ++e) {
-                            int16_t r = a16[e];
-                            r = r < lo ? lo : r;
-                            r = r > hi ? hi : r;
-                            out[e] = T(r);
-                        }
+                    if constexpr (std::is_same_v<T, uint8_t>) {
+                        convKernels().store(out, a16, m, int(c.range.lo), int(c.range.hi));
                     } else {
                         const int lo = int(c.range.lo), hi = int(c.range.hi);
                         for (int e = 0; e < m; ++e) {

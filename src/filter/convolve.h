@@ -3,8 +3,10 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 #include "core/neighbour.h"
+#include "core/simd.h"
 #include "zol.h"
 
 namespace zol {
@@ -36,5 +38,54 @@ Reach ownKernelReach(K* const* kernels, int n) {
     }
     return r;
 }
+
+// The hot row kernels of both convolutions, in a table per form: the plain
+// forms below, overridden by the SIMD forms of filter/convolve_simd.cpp.
+// Every form gives the same bits; SIMD forms leave tails to the plain ones.
+namespace convk {
+// acc[e] = sum of a 3x3 (5x5) kernel over 8-bit rows: rows[j] + x0 + e + i * P
+// is the sample under tap (i, j); 16-bit sums that the class bounds.
+using WholeFn = void (*)(int16_t* acc, const uint8_t* const* rows, int x0, const int32_t* c,
+                         int P, int n);
+// acc[e] (first: 0) + sum over i < kw of c[i] * s[e + i * P], 16-bit sums.
+using RowFn = void (*)(int16_t* acc, const uint8_t* s, const int32_t* c, int kw, int P, int n,
+                       bool first);
+// out[e] = a[e] clamped to lo..hi, 0 <= lo <= hi <= 255 (8U and 1U).
+using StoreFn = void (*)(uint8_t* out, const int16_t* a, int n, int lo, int hi);
+// acc[e] = float(double(acc[e]) + c * double(s[e])): one tap of the float class.
+using TapFn = void (*)(float* acc, const float* s, double c, int n);
+// The separable column pass on 16-bit lines: t[u] (first: 0) + c * s[u].
+using SepColumnFn = void (*)(int16_t* t, const uint8_t* s, int32_t c, int64_t n, bool first);
+// The separable row pass of up to seven taps with its shift and clamp:
+// out[e] = clamp((sum over i of c[i] * t[e + i * P], modulo 2^32) >> sh), the
+// clamp's bounds within 0..255 (8U and 1U).
+using SepRowFn = void (*)(uint8_t* out, const int16_t* t, const int32_t* c, int nx, int P, int n,
+                          int sh, int lo, int hi);
+
+namespace plain {
+void whole3x3(int16_t* acc, const uint8_t* const* rows, int x0, const int32_t* c, int P, int n);
+void whole5x5(int16_t* acc, const uint8_t* const* rows, int x0, const int32_t* c, int P, int n);
+void row(int16_t* acc, const uint8_t* s, const int32_t* c, int kw, int P, int n, bool first);
+void store(uint8_t* out, const int16_t* a, int n, int lo, int hi);
+void tap(float* acc, const float* s, double c, int n);
+void sepColumn(int16_t* t, const uint8_t* s, int32_t c, int64_t n, bool first);
+void sepRow(uint8_t* out, const int16_t* t, const int32_t* c, int nx, int P, int n, int sh, int lo,
+            int hi);
+}  // namespace plain
+}  // namespace convk
+
+struct ConvKernels {
+    convk::WholeFn whole3x3, whole5x5;
+    convk::RowFn row;
+    convk::StoreFn store;
+    convk::TapFn tap;
+    convk::SepColumnFn sepColumn;
+    convk::SepRowFn sepRow;
+};
+
+const ConvKernels& convKernels();
+void convSimd(Form form, ConvKernels& k);
+// The form the table of the convolutions follows now.
+Form convForm();
 
 }  // namespace zol

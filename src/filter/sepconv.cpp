@@ -124,6 +124,22 @@ void inPieces(int len, F f) {
     }
 }
 
+}  // namespace sep
+
+namespace convk::plain {
+void sepColumn(int16_t* t, const uint8_t* s, int32_t c, int64_t n, bool first) {
+    sep::columnTap(t, s, c, n, first);
+}
+void sepRow(uint8_t* out, const int16_t* t, const int32_t* c, int nx, int P, int n, int sh, int lo,
+            int hi) {
+    sep::inPieces(nx, [&](int, auto k) {
+        sep::rowFinal<uint8_t, int16_t, decltype(k)::value>(out, t, c, P, n, sh, lo, hi);
+    });
+}
+}  // namespace convk::plain
+
+namespace sep {
+
 template <class T, class L>
 bool drive(void* context, const NbPiece& p) {
     const Call& c = *static_cast<const Call*>(context);
@@ -145,12 +161,22 @@ bool drive(void* context, const NbPiece& p) {
         sink.channel = c.dstCh[l];
         for (int y = 0; y < p.h; ++y) {
             for (int j = 0; j < c.ny; ++j) r[j] = rows.row(y + j);
-            for (int j = 0; j < c.ny; ++j) columnTap(line, r[j], c.sy[j], count, j == 0);
+            constexpr bool fast = std::is_same_v<T, uint8_t> && std::is_same_v<L, int16_t>;
+            const ConvKernels& K = convKernels();
+            for (int j = 0; j < c.ny; ++j) {
+                if constexpr (fast) K.sepColumn(line, r[j], c.sy[j], count, j == 0);
+                else columnTap(line, r[j], c.sy[j], count, j == 0);
+            }
             const bool small = c.lo >= -32768 && c.hi <= 32767;
             if (small && c.nx <= 7) {
-                inPieces(c.nx, [&](int, auto k) {
-                    rowFinal<T, L, decltype(k)::value>(out, line, c.sx, P, n, sh, int(c.lo), int(c.hi));
-                });
+                if constexpr (fast) {
+                    K.sepRow(out, line, c.sx, c.nx, P, n, sh, int(c.lo), int(c.hi));
+                } else {
+                    inPieces(c.nx, [&](int, auto k) {
+                        rowFinal<T, L, decltype(k)::value>(out, line, c.sx, P, n, sh, int(c.lo),
+                                                           int(c.hi));
+                    });
+                }
                 nbStoreRow(p, sink, y, out);
                 continue;
             }
