@@ -444,7 +444,8 @@ TEST(ConvolveChecks, EveryCheckInOrderWithItsContext) {
     Image a(ZOL_DEPTH_8U, 1, 8, 8), b(ZOL_DEPTH_8U, 1, 8, 8), f(ZOL_DEPTH_32F, 1, 8, 8);
     Image s16(ZOL_DEPTH_16U, 1, 8, 8), plane(ZOL_DEPTH_8U, 3, 8, 8, ZOL_DATA_ORDER_PLANE);
     Image c3(ZOL_DEPTH_8U, 3, 8, 8), c2(ZOL_DEPTH_8U, 2, 8, 8), coi(ZOL_DEPTH_8U, 3, 8, 8);
-    Image bl(ZOL_DEPTH_8U, 1, 8, 8);
+    Image bl(ZOL_DEPTH_8U, 1, 8, 8), backA(ZOL_DEPTH_8U, 1, 8, 8);
+    kit::TileServer ta(backA, 8, 8), tb(b, 8, 8);
     bl->origin = ZOL_ORIGIN_BL;
     coi.setRoi(2, 0, 0, 8, 8);
     Image badRoi(ZOL_DEPTH_8U, 1, 8, 8);
@@ -476,7 +477,7 @@ TEST(ConvolveChecks, EveryCheckInOrderWithItsContext) {
         {"delete: kernel", [&] { zolDeleteConvKernelFP(nullptr); }, {"kernel==0"}},
         {"delete: values", [&] { zolDeleteConvKernel(&noValues); }, {"kernel->values==0"}},
         {"2D: header", [&] { zolConvolve2D(a, nullptr, ks, 1, 0); }, {"Incorrect Image"}, ZOL_STATUS_NULL_HEADER},
-        {"2D: roi offsets", [&] { badRoi->roi = &off; off.xOffset = 8; zolConvolve2D(a, badRoi, ks, 1, 0); },
+        {"2D: roi offsets", [&] { badRoi->roi = &off; off.xOffset = 8; zolConvolve2D(a, badRoi, ks, 1, 0); badRoi->roi = nullptr; },
          {"Bad ROI offsets"}, ZOL_STATUS_BAD_ROI_OFFSET},
         {"2D: kernel", [&] { zolConvolve2D(a, b, nullptr, 1, 0); }, {"kernel==0"}},
         {"2D: count", [&] { zolConvolve2D(a, b, ks, 11, 0); }, {"(nKernels<=0 || nKernels>10)"}},
@@ -491,6 +492,11 @@ TEST(ConvolveChecks, EveryCheckInOrderWithItsContext) {
         {"2D: memory", [&] { kit::HeapFailure h(1); zolConvolve2D(a, b, ks, 2, 0); },
          {"Allocation failure"}, ZOL_STATUS_NO_MEMORY},
         {"2D: coi on one image", [&] { zolConvolve2D(coi, b, ks, 1, 0); }, {}, 0},
+        {"2D: tile refused", [&] { tb.failAt(1); zolConvolve2D(a, tb.image(), ks, 1, 0); },
+         {"(dstImage->tileInfo->tileData == ((void*)(0)))"}},
+        {"2D: source tile refused", [&] { ta.failAt(1); zolConvolve2D(ta.image(), b, ks, 1, 0); },
+         {"Allocation failure"}, ZOL_STATUS_NO_MEMORY},
+        {"sep: tile refused, silently", [&] { tb.failAt(1); zolConvolveSep2D(a, tb.image(), g, g); }, {}, 0},
         {"sep: header", [&] { zolConvolveSep2D(nullptr, b, g, g); }, {"Incorrect Image"}, ZOL_STATUS_NULL_HEADER},
         {"sep: both kernels", [&] { zolConvolveSep2D(a, b, nullptr, nullptr); }, {"Xkernel==0", "Ykernel==0"}},
         {"sep: depth", [&] { zolConvolveSep2D(a, s16, g, g); }, {"srcImage->depth != dstImage->depth"}},
@@ -517,7 +523,6 @@ TEST(ConvolveChecks, EveryCheckInOrderWithItsContext) {
             EXPECT_EQ(b.bytes(), before) << c.what << ": written after a failed check";
         }
     }
-    badRoi->roi = nullptr;
     zolDeleteConvKernelFP(fk);
 }
 
