@@ -573,7 +573,8 @@ ZOL_API void zolConvolve2D(ZolImage* srcImage, ZolImage* dstImage, ZolConvKernel
  * only for 32F images" otherwise). The sum is rounded to float after each
  * tap, product and sum in double precision; 3x3 and 5x5 kernels on a
  * one-channel or three-channel pixel step sum all taps in extended
- * precision and round once. No shift; results are stored unclamped. */
+ * precision and round once. No shift; results are stored unclamped; a NaN
+ * sum of the tap-by-tap route is the default quiet NaN. */
 ZOL_API void zolConvolve2DFP(ZolImage* srcImage, ZolImage* dstImage, ZolConvKernelFP** kernel,
                              int nKernels, int combineMethod);
 /* dst = (sum over j of sy[j] * sum over i of sx[i] * src(...)) >> (shiftX +
