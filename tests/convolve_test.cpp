@@ -305,8 +305,11 @@ K randomKernel(Case& k, bool fp) {
     r.ay = k.pick(r.h);
     r.fp = fp;
     const int range = k.pick(3) == 0 ? (k.pick(2) ? 3000 : 3000000) : 4;
+    const bool raw = k.pick(12) == 0;  // any 32-bit value
     for (int i = 0; i < r.w * r.h; ++i)
-        r.v.push_back(fp ? double(float(int(k.g() % 2001) - 1000) / 256.0f) : double(k.pick(2 * range + 1) - range));
+        r.v.push_back(fp    ? double(float(int(k.g() % 2001) - 1000) / 256.0f)
+                      : raw ? double(int32_t(k.g()))
+                            : double(k.pick(2 * range + 1) - range));
     r.shift = k.pick(3) == 0 ? k.pick(6) + (k.pick(8) == 0 ? 32 : 0) : 0;
     return r;
 }
