@@ -145,6 +145,17 @@ std::vector<Entry> convEntries() {
                          fn(acc.data(), s.data(), c, int(1 + q.bits % 7), P, int(n), q.bits & 1);
                          std::memcpy(d, acc.data(), 2 * n);
                      }});
+        // Row sums within 16 bits: line values and taps kept small.
+        e.push_back({"sepRowShort/" + p, 1, false,
+                     [fn = k.sepRowShort, P, copy](const uint8_t* a, const uint8_t*, uint8_t* d,
+                                                   size_t n, const Param& q) {
+                         const Bytes s = copy(a, n);
+                         std::vector<int16_t> t(n + 32);
+                         for (size_t u = 0; u < t.size(); ++u) t[u] = int16_t(s[u] * 16 - 2040);
+                         const int32_t c[7] = {1, 2, -1, int32_t(q.bits % 3), 1, -2, 1};
+                         fn(d, t.data(), c, int(1 + q.bits % 7), P, int(n), int(q.bits >> 8 & 31),
+                            0, q.bits & 2 ? 1 : 255);
+                     }});
         e.push_back({"sepRow/" + p, 1, false,
                      [fn = k.sepRow, P, copy](const uint8_t* a, const uint8_t*, uint8_t* d,
                                               size_t n, const Param& q) {
@@ -164,13 +175,15 @@ std::vector<Entry> convEntries() {
                      for (size_t u = 0; u < n; ++u) v[u] = int16_t(a[u] * 251 - 32000);
                      fn(d, v.data(), int(n), 0, q.bits & 1 ? 1 : 255);
                  }});
-    e.push_back({"sepColumn", 2, true,
-                 [fn = k.sepColumn, copy](const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n,
+    e.push_back({"sepColumn", 2, false,
+                 [fn = k.sepColumn, copy](const uint8_t* a, const uint8_t*, uint8_t* d, size_t n,
                                           const Param& q) {
                      const Bytes s = copy(a, n);
+                     const uint8_t* rows[12];
+                     int32_t c[12];
+                     for (int j = 0; j < 12; ++j) rows[j] = &s[size_t(j)], c[j] = int32_t(q.bits >> j % 8 & 7) - 3;
                      std::vector<int16_t> t(n + 1);
-                     std::memcpy(t.data(), b, 2 * n);
-                     fn(t.data(), s.data(), int32_t(q.bits % 301) - 150, int64_t(n), q.bits & 1);
+                     fn(t.data(), rows, c, int(1 + q.bits % 12), int64_t(n));
                      std::memcpy(d, t.data(), 2 * n);
                  }});
     e.push_back({"tap", 4, true,

@@ -206,7 +206,8 @@ void tap(float* acc, const float* s, double c, int n) { conv::tapFloat(acc, s, c
 namespace {
 ConvKernels makeTable(Form form) {
     namespace p = convk::plain;
-    ConvKernels k{p::whole3x3, p::whole5x5, p::row, p::store, p::tap, p::sepColumn, p::sepRow};
+    ConvKernels k{p::whole3x3, p::whole5x5, p::row,    p::store,
+                  p::tap,      p::sepColumn, p::sepRow, p::sepRow};
     convSimd(form, k);
     return k;
 }

@@ -54,8 +54,10 @@ using RowFn = void (*)(int16_t* acc, const uint8_t* s, const int32_t* c, int kw,
 using StoreFn = void (*)(uint8_t* out, const int16_t* a, int n, int lo, int hi);
 // acc[e] = float(double(acc[e]) + c * double(s[e])): one tap of the float class.
 using TapFn = void (*)(float* acc, const float* s, double c, int n);
-// The separable column pass on 16-bit lines: t[u] (first: 0) + c * s[u].
-using SepColumnFn = void (*)(int16_t* t, const uint8_t* s, int32_t c, int64_t n, bool first);
+// The separable column pass on 16-bit lines: t[u] = sum over j < ny of
+// c[j] * rows[j][u].
+using SepColumnFn = void (*)(int16_t* t, const uint8_t* const* rows, const int32_t* c, int ny,
+                             int64_t n);
 // The separable row pass of up to seven taps with its shift and clamp:
 // out[e] = clamp((sum over i of c[i] * t[e + i * P], modulo 2^32) >> sh), the
 // clamp's bounds within 0..255 (8U and 1U).
@@ -68,7 +70,7 @@ void whole5x5(int16_t* acc, const uint8_t* const* rows, int x0, const int32_t* c
 void row(int16_t* acc, const uint8_t* s, const int32_t* c, int kw, int P, int n, bool first);
 void store(uint8_t* out, const int16_t* a, int n, int lo, int hi);
 void tap(float* acc, const float* s, double c, int n);
-void sepColumn(int16_t* t, const uint8_t* s, int32_t c, int64_t n, bool first);
+void sepColumn(int16_t* t, const uint8_t* const* rows, const int32_t* c, int ny, int64_t n);
 void sepRow(uint8_t* out, const int16_t* t, const int32_t* c, int nx, int P, int n, int sh, int lo,
             int hi);
 }  // namespace plain
@@ -81,6 +83,8 @@ struct ConvKernels {
     convk::TapFn tap;
     convk::SepColumnFn sepColumn;
     convk::SepRowFn sepRow;
+    // sepRow where the caller knows every partial row sum fits 16 bits.
+    convk::SepRowFn sepRowShort;
 };
 
 const ConvKernels& convKernels();

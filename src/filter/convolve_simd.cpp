@@ -95,17 +95,35 @@ void tap(float* acc, const float* s, double c, int n) {
     if (e < n) convk::plain::tap(acc + e, s + e, c, n - e);
 }
 
-void sepColumn(int16_t* t, const uint8_t* s, int32_t c, int64_t n, bool first) {
+void sepColumn(int16_t* t, const uint8_t* const* rows, const int32_t* c, int ny, int64_t n) {
     const D16 d;
     const int64_t N = int64_t(hn::Lanes(d));
-    const auto k = hn::Set(d, int16_t(c));
     int64_t u = 0;
-    for (; u + N <= n; u += N) {
-        auto v = hn::Mul(k, widen(s + u));
-        if (!first) v = hn::Add(v, hn::LoadU(d, t + u));
-        hn::StoreU(v, d, t + u);
+    // All the column's taps in one pass while they fit the registers.
+    if (ny <= 8) {
+        hn::Vec<D16> k[8];
+        for (int j = 0; j < ny; ++j) k[j] = hn::Set(d, int16_t(c[j]));
+        for (; u + N <= n; u += N) {
+            auto v = hn::Mul(k[0], widen(rows[0] + u));
+            for (int j = 1; j < ny; ++j) v = hn::Add(v, hn::Mul(k[j], widen(rows[j] + u)));
+            hn::StoreU(v, d, t + u);
+        }
+    } else {
+        for (int j = 0; j < ny; ++j) {
+            const auto k = hn::Set(d, int16_t(c[j]));
+            for (u = 0; u + N <= n; u += N) {
+                auto v = hn::Mul(k, widen(rows[j] + u));
+                if (j) v = hn::Add(v, hn::LoadU(d, t + u));
+                hn::StoreU(v, d, t + u);
+            }
+        }
     }
-    if (u < n) convk::plain::sepColumn(t + u, s + u, c, n - u, first);
+    if (u < n) {
+        const uint8_t* rest[64];
+        if (ny > 64) return convk::plain::sepColumn(t, rows, c, ny, n);
+        for (int j = 0; j < ny; ++j) rest[j] = rows[j] + u;
+        convk::plain::sepColumn(t + u, rest, c, ny, n - u);
+    }
 }
 
 void sepRow(uint8_t* out, const int16_t* t, const int32_t* c, int nx, int P, int n, int sh, int lo,
@@ -128,9 +146,30 @@ void sepRow(uint8_t* out, const int16_t* t, const int32_t* c, int nx, int P, int
     if (e < n) convk::plain::sepRow(out + e, t + e, c, nx, P, n - e, sh, lo, hi);
 }
 
+// The same in 16-bit lanes: no partial sum leaves 16 bits, so the result is
+// that of the 32-bit sums; a shift of 15 or more leaves only the sign.
+void sepRowShort(uint8_t* out, const int16_t* t, const int32_t* c, int nx, int P, int n, int sh,
+                 int lo, int hi) {
+    const D16 d;
+    const int N = int(hn::Lanes(d));
+    hn::Vec<D16> k[7];
+    for (int i = 0; i < nx; ++i) k[i] = hn::Set(d, int16_t(c[i]));
+    const auto l = hn::Set(d, int16_t(lo)), h = hn::Set(d, int16_t(hi));
+    const int s = sh < 15 ? sh : 15;
+    int e = 0;
+    for (; e + N <= n; e += N) {
+        auto v = hn::Mul(k[0], hn::LoadU(d, t + e));
+        for (int i = 1; i < nx; ++i) v = hn::Add(v, hn::Mul(k[i], hn::LoadU(d, t + e + i * P)));
+        v = hn::Min(hn::Max(hn::ShiftRightSame(v, s), l), h);
+        hn::StoreU(hn::DemoteTo(D8h(), v), D8h(), out + e);
+    }
+    if (e < n) convk::plain::sepRow(out + e, t + e, c, nx, P, n - e, sh, lo, hi);
+}
+
 }  // namespace
 
 void fillConv(ConvKernels& k) {
+    k.sepRowShort = sepRowShort;
     k.whole3x3 = whole3x3;
     k.whole5x5 = whole5x5;
     k.row = row;

@@ -19,6 +19,7 @@ struct Call {
     const int32_t* sx;  // the first nCols stored values of the row kernel
     const int32_t* sy;  // the first nRows stored values of the column kernel
     int nx, ny, shift;
+    bool shortRows;  // every partial row sum fits 16 bits
     int64_t lo, hi;
     Reach reach;
     NbLane lane;
@@ -127,8 +128,8 @@ void inPieces(int len, F f) {
 }  // namespace sep
 
 namespace convk::plain {
-void sepColumn(int16_t* t, const uint8_t* s, int32_t c, int64_t n, bool first) {
-    sep::columnTap(t, s, c, n, first);
+void sepColumn(int16_t* t, const uint8_t* const* rows, const int32_t* c, int ny, int64_t n) {
+    for (int j = 0; j < ny; ++j) sep::columnTap(t, rows[j], c[j], n, j == 0);
 }
 void sepRow(uint8_t* out, const int16_t* t, const int32_t* c, int nx, int P, int n, int sh, int lo,
             int hi) {
@@ -163,14 +164,15 @@ bool drive(void* context, const NbPiece& p) {
             for (int j = 0; j < c.ny; ++j) r[j] = rows.row(y + j);
             constexpr bool fast = std::is_same_v<T, uint8_t> && std::is_same_v<L, int16_t>;
             const ConvKernels& K = convKernels();
-            for (int j = 0; j < c.ny; ++j) {
-                if constexpr (fast) K.sepColumn(line, r[j], c.sy[j], count, j == 0);
-                else columnTap(line, r[j], c.sy[j], count, j == 0);
-            }
+            if constexpr (fast)
+                K.sepColumn(line, r, c.sy, c.ny, count);
+            else
+                for (int j = 0; j < c.ny; ++j) columnTap(line, r[j], c.sy[j], count, j == 0);
             const bool small = c.lo >= -32768 && c.hi <= 32767;
             if (small && c.nx <= 7) {
                 if constexpr (fast) {
-                    K.sepRow(out, line, c.sx, c.nx, P, n, sh, int(c.lo), int(c.hi));
+                    (c.shortRows ? K.sepRowShort : K.sepRow)(out, line, c.sx, c.nx, P, n, sh,
+                                                             int(c.lo), int(c.hi));
                 } else {
                     inPieces(c.nx, [&](int, auto k) {
                         rowFinal<T, L, decltype(k)::value>(out, line, c.sx, P, n, sh, int(c.lo),
@@ -197,16 +199,21 @@ bool drive(void* context, const NbPiece& p) {
     return true;
 }
 
-// Whether 16-bit lines hold every column sum exactly.
-bool narrowLines(const ZolConvKernel* xk, const ZolConvKernel* yk, int64_t maxAbs) {
-    int64_t total = 0;
+// Whether 16-bit lines hold every column sum exactly (and, in *rows,
+// whether every partial row sum fits 16 bits too).
+bool narrowLines(const ZolConvKernel* xk, const ZolConvKernel* yk, int64_t maxAbs, bool* rows) {
+    int64_t total = 0, across = 0;
     for (int j = 0; j < yk->nRows; ++j) {
         const int64_t v = yk->values[j];
         if (v < -32768 || v > 32767) return false;
         total += (v < 0 ? -v : v) * maxAbs;
     }
-    for (int i = 0; i < xk->nCols; ++i)
-        if (xk->values[i] < -32768 || xk->values[i] > 32767) return false;
+    for (int i = 0; i < xk->nCols; ++i) {
+        const int64_t v = xk->values[i];
+        if (v < -32768 || v > 32767) return false;
+        across += v < 0 ? -v : v;
+    }
+    *rows = total <= 32767 && across * total <= 32767;
     return total <= 32767;
 }
 
@@ -290,7 +297,7 @@ void front(ZolImage* src, ZolImage* dst, ZolConvKernel* xk, ZolConvKernel* yk) {
     NbDriver drv = nullptr;
     int64_t lo = 0, hi = 1;
     auto pick = [&](int64_t maxAbs, NbDriver narrow, NbDriver wide) {
-        drv = narrowLines(xk, yk, maxAbs) ? narrow : wide;
+        drv = narrowLines(xk, yk, maxAbs, &c.shortRows) ? narrow : wide;
     };
     switch (src->depth) {
         case ZOL_DEPTH_1U: pick(1, &drive<uint8_t, int16_t>, &drive<uint8_t, uint32_t>); break;
