@@ -556,6 +556,38 @@ ZOL_API void zolYCC2RGB(ZolImage* src, ZolImage* dst);
 ZOL_API void zolRGB2LUV(ZolImage* src, ZolImage* dst);
 ZOL_API void zolLUV2RGB(ZolImage* src, ZolImage* dst);
 
+/* ------------------------------------------------------------------ */
+/* Gray conversion, bit reduction and dither                            */
+/* ------------------------------------------------------------------ */
+
+#define ZOL_DITHER_NONE   1
+#define ZOL_DITHER_FS     2  /* Floyd-Steinberg */
+#define ZOL_DITHER_JJN    4  /* Jarvis-Judice-Ninke */
+#define ZOL_DITHER_STUCKI 8
+#define ZOL_DITHER_BAYER  16 /* ordered 4x4 matrix */
+
+/* An RGB image (8U, 16U, 32S; channels past the third skipped) into a GRAY
+ * one (8U, 16U, 1U; only the first plane of a plane-order dst is written)
+ * by integer weights 54, 183, 18 (sum 255) and truncating shifts: 8U->8U
+ * and 16U->16U >> 8, 8U->16U unshifted, 16U->8U >> 16 (plane order: 9-bit
+ * weights by pairs of pixels), 32S by 109, 366, 37 on values >> 11 (>> 10
+ * for 1U). A 1U result is set above half the range. Whole images, no ROI,
+ * masks not looked at; tiles as the colour conversions. */
+ZOL_API void zolColorToGray(ZolImage* src, ZolImage* dst);
+/* A GRAY image into channels R, G, B of an RGB one of the same depth (or
+ * 1U into 8U): channel c = (v * w_c) >> s with w_c = trunc(fract_c * 256)
+ * (s = 8) or trunc(fract_c * 32768) (16U, 32S: s = 15), all three 0
+ * selecting the fixed weights. Further channels of dst are untouched. */
+ZOL_API void zolGrayToColor(ZolImage* src, ZolImage* dst, float fractR, float fractG, float fractB);
+/* Lowers the depth: 8U->1U, 16U->8U/1U, 32S->16U/8U/1U by cutting (1U: set
+ * above half the range), optionally after random jitter of amplitude
+ * jitterType (0..8; tables filled from rand(), which the library never
+ * seeds), then optionally dithers an RGB or GRAY 8U/16U dst to levelBits
+ * bits by error diffusion (ZOL_DITHER_FS, _JJN, _STUCKI; each neighbour
+ * clamped after every addition) or ZOL_DITHER_BAYER. No ROI; the source is
+ * never changed; a tiled dst dithers to the same values as an untiled one. */
+ZOL_API void zolReduceBits(ZolImage* src, ZolImage* dst, int jitterType, int ditherType, int levelBits);
+
 #ifdef __cplusplus
 }
 #endif
