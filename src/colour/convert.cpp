@@ -16,8 +16,48 @@ namespace {
 // ---------------------------------------------------------------------
 // The row engine: three input channels to three output channels.
 
+// Three-channel pixels on both sides, channel order fixed at compile time
+// (I0..I2 and O0..O2 the element offsets of the three inputs and outputs):
+// the common case, with constant strides the compiler can schedule.
+template <class In, class Out, class F, int I0, int I2, int O0, int O2>
+void packedPiece(const char* src, ptrdiff_t sStep, char* dst, ptrdiff_t dStep, int w, int h,
+                 const F& f) {
+    for (int j = 0; j < h; ++j) {
+        const In* s = reinterpret_cast<const In*>(src + j * sStep);
+        Out* d = reinterpret_cast<Out*>(dst + j * dStep);
+        for (int i = 0; i < w; ++i, s += 3, d += 3) {
+            Out o[3];
+            f(s[I0], s[1], s[I2], o);
+            d[O0] = o[0];
+            d[1] = o[1];
+            d[O2] = o[2];
+        }
+    }
+}
+
 template <class In, class Out, class F>
 void convertPiece(const Chan (&in)[3], const Chan (&out)[3], int w, int h, const F& f) {
+    const ptrdiff_t si = sizeof(In), so = sizeof(Out);
+    const bool inPacked = in[0].pix == 3 * si && in[1].pix == 3 * si && in[2].pix == 3 * si &&
+                          in[0].row == in[1].row && in[1].row == in[2].row;
+    const bool outPacked = out[0].pix == 3 * so && out[1].pix == 3 * so &&
+                           out[2].pix == 3 * so && out[0].row == out[1].row && out[1].row == out[2].row;
+    if (inPacked && outPacked) {
+        const int inOrder = in[1].p == in[0].p + si && in[2].p == in[0].p + 2 * si ? 0
+                            : in[1].p == in[0].p - si && in[2].p == in[0].p - 2 * si ? 1 : -1;
+        const int outOrder = out[1].p == out[0].p + so && out[2].p == out[0].p + 2 * so ? 0
+                             : out[1].p == out[0].p - so && out[2].p == out[0].p - 2 * so ? 1 : -1;
+        const char* s = inOrder ? in[2].p : in[0].p;
+        char* d = outOrder ? out[2].p : out[0].p;
+        if (inOrder == 0 && outOrder == 0)
+            return packedPiece<In, Out, F, 0, 2, 0, 2>(s, in[0].row, d, out[0].row, w, h, f);
+        if (inOrder == 1 && outOrder == 0)
+            return packedPiece<In, Out, F, 2, 0, 0, 2>(s, in[0].row, d, out[0].row, w, h, f);
+        if (inOrder == 0 && outOrder == 1)
+            return packedPiece<In, Out, F, 0, 2, 2, 0>(s, in[0].row, d, out[0].row, w, h, f);
+        if (inOrder == 1 && outOrder == 1)
+            return packedPiece<In, Out, F, 2, 0, 2, 0>(s, in[0].row, d, out[0].row, w, h, f);
+    }
     const char* a = in[0].p;
     const char* b = in[1].p;
     const char* c = in[2].p;
@@ -100,34 +140,78 @@ inline int32_t hueOf(int64_t r, int64_t g, int64_t b, int64_t mx, int64_t d) {
     return truncToI32(h);
 }
 
+// Exact reciprocals for 8-bit quotients: floor(n / d) = (n * kRecip[d]) >> 32
+// whenever n * d < 2^32, which holds for every numerator below.
+struct Reciprocals {
+    uint64_t r[256];
+    constexpr Reciprocals() : r() {
+        for (int d = 1; d < 256; ++d) r[d] = ((uint64_t(1) << 32) + uint64_t(d) - 1) / uint64_t(d);
+    }
+};
+constexpr Reciprocals kRecip;
+
+// floor(n / d) for 0 <= n, n * d < 2^32 (8-bit) or by division (16-bit).
+template <int64_t Max>
+inline int32_t quot(int64_t n, int64_t d) {
+    if (Max == 255) return int32_t((uint64_t(n) * kRecip.r[d]) >> 32);
+    return int32_t(n / d);
+}
+
+// Hue at 8 and 16 bits in integers. The double quotient of the exact
+// numerator, truncated after 360 is added to a negative value, is the floor
+// of (numerator + 360 d) / d: a quotient that is not an integer lies at least
+// 1/d away from one, far beyond the error of a double.
+template <int64_t Max>
+inline int32_t hueInt(int32_t r, int32_t g, int32_t b, int32_t mx, int32_t d) {
+    // All three numerators, then a selection: random colours make the
+    // branches of a test-and-divide unpredictable.
+    int32_t nr = 60 * (g - b);
+    nr += nr < 0 ? 360 * d : 0;
+    const int32_t ng = 60 * (b - r) + 120 * d, nb = 60 * (r - g) + 240 * d;
+    const int32_t n = r == mx ? nr : (g == mx ? ng : nb);
+    return quot<Max>(n, d | (d == 0));
+}
+
 template <class T, int64_t Max>
 struct RgbToHsv {
     void operator()(T r, T g, T b, T* o) const {
+        if (Max <= 65535) {  // integers, exact (see hueInt)
+            const int32_t R = r, G = g, B = b;
+            const int32_t mx = R > G ? (R > B ? R : B) : (G > B ? G : B);
+            const int32_t mn = R < G ? (R < B ? R : B) : (G < B ? G : B);
+            const int32_t d = mx - mn;
+            const int32_t s = quot<Max>(int64_t(Max) * d, mx | (mx == 0));  // 0 when mx is 0
+            int32_t hue = hueInt<Max>(R, G, B, mx, d);
+            hue = s == 0 ? 0 : hue;
+            if (Max == 255) hue >>= 1;
+            o[0] = T(hue);
+            o[1] = T(s);
+            o[2] = T(mx);
+            return;
+        }
         const int64_t R = r, G = g, B = b;
         const int64_t mx = R > G ? (R > B ? R : B) : (G > B ? G : B);
         const int64_t mn = R < G ? (R < B ? R : B) : (G < B ? G : B);
         const int64_t d = mx - mn;
-        int64_t s;
-        if (mx == 0) s = 0;
-        else if (Max == 255) s = 255 * d / mx;
-        else s = truncToI32(double(Max) * double(d) / double(mx));
-        int32_t hue = s == 0 ? 0 : hueOf(R, G, B, mx, d);
-        if (Max == 255) hue >>= 1;
+        const int64_t s = mx == 0 ? 0 : truncToI32(double(Max) * double(d) / double(mx));
+        const int32_t hue = s == 0 ? 0 : hueOf(R, G, B, mx, d);
         o[0] = T(hue);
         o[1] = T(s);
         o[2] = T(mx);
     }
 };
 
+// (R, G, B) by sector as indices into {V, p, q, u}; every sector from 6
+// on, and below 0, takes the last row.
+constexpr uint8_t kSector[7][3] = {{0, 3, 1}, {2, 0, 1}, {1, 0, 3}, {1, 2, 0},
+                                   {3, 1, 0}, {0, 1, 2}, {0, 1, 2}};
+
 inline void bySector(int sector, int32_t v, int32_t p, int32_t q, int32_t u, int32_t* rgb) {
-    switch (sector) {
-        case 0: rgb[0] = v, rgb[1] = u, rgb[2] = p; break;
-        case 1: rgb[0] = q, rgb[1] = v, rgb[2] = p; break;
-        case 2: rgb[0] = p, rgb[1] = v, rgb[2] = u; break;
-        case 3: rgb[0] = p, rgb[1] = q, rgb[2] = v; break;
-        case 4: rgb[0] = u, rgb[1] = p, rgb[2] = v; break;
-        default: rgb[0] = v, rgb[1] = p, rgb[2] = q; break;
-    }
+    const int32_t vals[4] = {v, p, q, u};
+    const uint8_t* k = kSector[unsigned(sector) < 6u ? sector : 6];
+    rgb[0] = vals[k[0]];
+    rgb[1] = vals[k[1]];
+    rgb[2] = vals[k[2]];
 }
 
 struct HsvToRgb8 {
@@ -181,9 +265,14 @@ struct RgbToHls {
         const int64_t d = mx - mn, s = mx + mn;
         int32_t hue = 0, sat = 0;
         if (d != 0) {
-            sat = s <= Max ? truncToI32(double(Max) * double(d) / double(s))
-                           : truncToI32(double(Max) * double(d) / double(2 * Max - s));
-            hue = hueOf(R, G, B, mx, d);
+            const int64_t den = s <= Max ? s : 2 * Max - s;
+            if (Max <= 65535) {  // integers, exact as for HSV
+                sat = int32_t(Max * d / den);
+                hue = hueInt<Max>(int32_t(R), int32_t(G), int32_t(B), int32_t(mx), int32_t(d));
+            } else {
+                sat = truncToI32(double(Max) * double(d) / double(den));
+                hue = hueOf(R, G, B, mx, d);
+            }
             if (Max == 255) hue >>= 1;
         }
         o[0] = T(hue);
@@ -254,15 +343,24 @@ constexpr float kXyzF[6][3] = {{0.412453f, 0.35758f, 0.180423f},
                                {-0.969256f, 1.875992f, 0.041556f},
                                {0.055648f, -0.204043f, 1.057311f}};
 
-template <class T, int64_t Max, bool Back>
+// Acc holds every sum of the depth: 32 bits at 8U and forward at 16U; the
+// sums back to RGB at 16U pass 2^31 and take 64 bits.
+template <class T, class Acc, int64_t Max, bool Back>
 struct XyzFix {
+    static constexpr int B = Back ? 3 : 0;
+    static Acc row(int k, Acc a, Acc b, Acc c) {
+        return (Acc(kXyzFix[B + k][0]) * a + Acc(kXyzFix[B + k][1]) * b + Acc(kXyzFix[B + k][2]) * c + 8192) >> 14;
+    }
     void operator()(T a, T b, T c, T* o) const {
-        const int base = Back ? 3 : 0;
-        for (int k = 0; k < 3; ++k) {
-            const int32_t* m = kXyzFix[base + k];
-            const int64_t v = (int64_t(m[0]) * a + int64_t(m[1]) * b + int64_t(m[2]) * c + 8192) >> 14;
-            if (Back) o[k] = clampTo<T>(v, 0, Max);
-            else o[k] = clampTo<T>(v, k == 2 ? INT64_MIN : 0, k == 2 ? Max : INT64_MAX);
+        const Acc x = row(0, a, b, c), y = row(1, a, b, c), z = row(2, a, b, c);
+        if (Back) {
+            o[0] = T(x < 0 ? 0 : x > Max ? Max : x);
+            o[1] = T(y < 0 ? 0 : y > Max ? Max : y);
+            o[2] = T(z < 0 ? 0 : z > Max ? Max : z);
+        } else {
+            o[0] = T(x);
+            o[1] = T(y);
+            o[2] = T(z > Max ? Max : z);
         }
     }
 };
@@ -296,20 +394,22 @@ struct XyzS {
 template <class T, class S, int64_t Lo, int64_t Hi>
 struct RgbToYuvFix {
     void operator()(T r, T g, T b, S* o) const {
-        const int64_t y = (4899 * int64_t(r) + 9617 * int64_t(g) + 1868 * int64_t(b)) >> 14;
-        o[0] = clampTo<S>(y, Lo, Hi);
-        o[1] = clampTo<S>(int64_t(b) - y, Lo, Hi);
-        o[2] = clampTo<S>(int64_t(r) - y, Lo, Hi);
+        const int32_t y = (4899 * int32_t(r) + 9617 * int32_t(g) + 1868 * int32_t(b)) >> 14;
+        const int32_t u = int32_t(b) - y, v = int32_t(r) - y;
+        o[0] = S(y > Hi ? Hi : y);
+        o[1] = S(u < Lo ? Lo : u > Hi ? Hi : u);
+        o[2] = S(v < Lo ? Lo : v > Hi ? Hi : v);
     }
 };
 
 template <class S, class T, int64_t Hi>
 struct YuvToRgbFix {
     void operator()(S y, S u, S v, T* o) const {
-        const int64_t Y = y, U = u, V = v;
-        o[0] = clampTo<T>(Y + V, 0, Hi);
-        o[1] = clampTo<T>(Y - ((8340 * V + 3179 * U) >> 14), 0, Hi);
-        o[2] = clampTo<T>(Y + U, 0, Hi);
+        const int32_t Y = y, U = u, V = v;
+        const int32_t r = Y + V, g = Y - ((8340 * V + 3179 * U) >> 14), b = Y + U;
+        o[0] = T(r < 0 ? 0 : r > Hi ? Hi : r);
+        o[1] = T(g < 0 ? 0 : g > Hi ? Hi : g);
+        o[2] = T(b < 0 ? 0 : b > Hi ? Hi : b);
     }
 };
 
@@ -362,7 +462,7 @@ struct RgbToYcc8 {
 
 struct RgbToYcc16 {
     void operator()(uint16_t r, uint16_t g, uint16_t b, uint16_t* o) const {
-        const int64_t R = r, G = g, B = b;
+        const int32_t R = r, G = g, B = b;
         o[0] = uint16_t((4899 * R + 9617 * G + 1868 * B + 8192) >> 14);
         o[1] = uint16_t((-2765 * R - 5427 * G + 8192 * B + 0x20000000) >> 14);
         o[2] = uint16_t((8192 * R - 6860 * G - 1332 * B + 0x20000000) >> 14);
@@ -388,10 +488,14 @@ struct RgbToYccS {
 template <class T, int64_t Hi, int64_t KR, int64_t KG, int64_t KB>
 struct YccToRgbFix {
     void operator()(T y, T c1, T c2, T* o) const {
-        const int64_t Y = y, C1 = c1, C2 = c2;
-        o[0] = clampTo<T>(Y + ((22970 * C2 - KR) >> 14), 0, Hi);
-        o[1] = clampTo<T>(Y - ((11700 * C2 - KG + 5638 * C1) >> 14), 0, Hi);
-        o[2] = clampTo<T>(Y + ((29032 * C1 - KB) >> 14), 0, Hi);
+        // Every sum of both depths fits 32 bits.
+        const int32_t Y = y, C1 = c1, C2 = c2;
+        const int32_t r = Y + ((22970 * C2 - int32_t(KR)) >> 14);
+        const int32_t g = Y - ((11700 * C2 - int32_t(KG) + 5638 * C1) >> 14);
+        const int32_t b = Y + ((29032 * C1 - int32_t(KB)) >> 14);
+        o[0] = T(r < 0 ? 0 : r > Hi ? Hi : r);
+        o[1] = T(g < 0 ? 0 : g > Hi ? Hi : g);
+        o[2] = T(b < 0 ? 0 : b > Hi ? Hi : b);
     }
 };
 
@@ -542,8 +646,8 @@ void ownHLS2RGB(void*, const ZolImage* s, ZolImage* d, const ColourPiece& p) {
 void ownRGB2XYZ(void*, const ZolImage* s, ZolImage* d, const ColourPiece& p) {
     writeModel(d, kXyzName);
     switch (s->depth) {
-        case ZOL_DEPTH_8U: return fromRgb<uint8_t, uint8_t>(s, d, p, XyzFix<uint8_t, 255, false>());
-        case ZOL_DEPTH_16U: return fromRgb<uint16_t, uint16_t>(s, d, p, XyzFix<uint16_t, 65535, false>());
+        case ZOL_DEPTH_8U: return fromRgb<uint8_t, uint8_t>(s, d, p, XyzFix<uint8_t, int32_t, 255, false>());
+        case ZOL_DEPTH_16U: return fromRgb<uint16_t, uint16_t>(s, d, p, XyzFix<uint16_t, int32_t, 65535, false>());
         case ZOL_DEPTH_32S: return fromRgb<int32_t, int32_t>(s, d, p, XyzS<false>());
         case ZOL_DEPTH_32F: return fromRgb<float, float>(s, d, p, XyzF<false>());
         default: depthFault("ownRGB2XYZ", kLinDepths);
@@ -552,8 +656,8 @@ void ownRGB2XYZ(void*, const ZolImage* s, ZolImage* d, const ColourPiece& p) {
 
 void ownXYZ2RGB(void*, const ZolImage* s, ZolImage* d, const ColourPiece& p) {
     switch (s->depth) {
-        case ZOL_DEPTH_8U: return toRgb<uint8_t, uint8_t>(s, d, p, XyzFix<uint8_t, 255, true>());
-        case ZOL_DEPTH_16U: return toRgb<uint16_t, uint16_t>(s, d, p, XyzFix<uint16_t, 65535, true>());
+        case ZOL_DEPTH_8U: return toRgb<uint8_t, uint8_t>(s, d, p, XyzFix<uint8_t, int32_t, 255, true>());
+        case ZOL_DEPTH_16U: return toRgb<uint16_t, uint16_t>(s, d, p, XyzFix<uint16_t, int64_t, 65535, true>());
         case ZOL_DEPTH_32S: return toRgb<int32_t, int32_t>(s, d, p, XyzS<true>());
         case ZOL_DEPTH_32F: return toRgb<float, float>(s, d, p, XyzF<true>());
         default: depthFault("ownXYZ2RGB", kLinDepths);

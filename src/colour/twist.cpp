@@ -36,18 +36,18 @@ struct Twist {
 
 template <class Acc>
 inline int finish(Acc sum, int s, int offset, int max) {
-    int64_t y = int64_t(sum >> s);  // arithmetic shift: floor
+    Acc y = sum >> s;  // arithmetic shift: floor
     y = y < 0 ? 0 : (y > max ? max : y);
-    y += offset;
-    return int(y < 0 ? 0 : (y > max ? max : y));
+    const int64_t z = int64_t(y) + offset;
+    return int(z < 0 ? 0 : (z > max ? max : z));
 }
 
-// Sum of row r for the pixel (p0, p1, p2).
+// The sum of row r for the pixel (p0, p1, p2), from the products table at
+// 8 bits or by multiplication.
 template <class T, class Acc, bool Table>
-inline Acc sumOf(const Twist& t, int r, unsigned p0, unsigned p1, unsigned p2) {
-    if (Table) return Acc(t.table[r][0][p0]) + t.table[r][1][p1] + t.table[r][2][p2] + t.m[r][3];
-    return Acc(t.m[r][0]) * Acc(p0) + Acc(t.m[r][1]) * Acc(p1) + Acc(t.m[r][2]) * Acc(p2) +
-           Acc(t.m[r][3]);
+inline Acc sumOf(const Twist& t, const Acc (&m)[3][4], int r, unsigned p0, unsigned p1, unsigned p2) {
+    if (Table) return Acc(t.table[r][0][p0]) + t.table[r][1][p1] + t.table[r][2][p2] + m[r][3];
+    return m[r][0] * Acc(p0) + m[r][1] * Acc(p1) + m[r][2] * Acc(p2) + m[r][3];
 }
 
 template <class T, class Acc, bool Table, bool Plane, bool Masked>
@@ -59,6 +59,9 @@ void twistRow(void* context, const CellRow& row) {
     const ptrdiff_t dp = Plane ? row.dstPlane / ptrdiff_t(sizeof(T)) : 1;
     const ptrdiff_t sx = t.srcPix, dx = t.dstPix;
     const int sh = t.s, off = t.offset, max = t.max;
+    Acc m[3][4];  // in locals: byte stores may alias the record
+    for (int r = 0; r < 3; ++r)
+        for (int c = 0; c < 4; ++c) m[r][c] = Acc(t.m[r][c]);
     for (int x = 0; x < row.width; ++x) {
         if (Masked) {
             const int64_t b = row.maskBit + x;
@@ -67,9 +70,9 @@ void twistRow(void* context, const CellRow& row) {
         const T* p = s + x * sx;
         const unsigned p0 = p[0], p1 = p[sp], p2 = p[2 * sp];
         // All three outputs before any store: the destination may be the source.
-        const int o0 = finish(sumOf<T, Acc, Table>(t, 0, p0, p1, p2), sh, off, max);
-        const int o1 = finish(sumOf<T, Acc, Table>(t, 1, p0, p1, p2), sh, off, max);
-        const int o2 = finish(sumOf<T, Acc, Table>(t, 2, p0, p1, p2), sh, off, max);
+        const int o0 = finish(sumOf<T, Acc, Table>(t, m, 0, p0, p1, p2), sh, off, max);
+        const int o1 = finish(sumOf<T, Acc, Table>(t, m, 1, p0, p1, p2), sh, off, max);
+        const int o2 = finish(sumOf<T, Acc, Table>(t, m, 2, p0, p1, p2), sh, off, max);
         T* q = d + x * dx;
         q[0] = T(o0);
         q[dp] = T(o1);
