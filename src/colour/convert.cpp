@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "colour/colour.h"
+#include "colour/kernels.h"
 #include "core/image.h"
 
 namespace zol {
@@ -452,12 +453,7 @@ struct YuvToRgbS {
 // YCrCb
 
 struct RgbToYcc8 {
-    void operator()(uint8_t r, uint8_t g, uint8_t b, uint8_t* o) const {
-        const int32_t y = uint8_t((4898 * r + 9617 * g + 1867 * b + 8192) >> 14);
-        o[0] = uint8_t(y);
-        o[1] = uint8_t((9246 * (b - y) + 0x200000) >> 14);
-        o[2] = uint8_t((11686 * (r - y) + 0x200000) >> 14);
-    }
+    void operator()(uint8_t r, uint8_t g, uint8_t b, uint8_t* o) const { ycc8Pixel(r, g, b, o); }
 };
 
 struct RgbToYcc16 {
@@ -691,7 +687,16 @@ void ownYUV2RGB(void*, const ZolImage* s, ZolImage* d, const ColourPiece& p) {
 void ownRGB2YCrCb(void*, const ZolImage* s, ZolImage* d, const ColourPiece& p) {
     writeModel(d, kYcrName);
     switch (s->depth) {
-        case ZOL_DEPTH_8U: return fromRgb<uint8_t, uint8_t>(s, d, p, RgbToYcc8());
+        case ZOL_DEPTH_8U:
+            if (s->dataOrder == ZOL_DATA_ORDER_PIXEL && s->nChannels == 3) {
+                const Ycc8Run run = colourKernels().ycc8;
+                for (int y = 0; y < p.height; ++y)
+                    run(reinterpret_cast<const uint8_t*>(p.src + y * p.srcStep),
+                        reinterpret_cast<uint8_t*>(p.dst + y * p.dstStep), size_t(p.width),
+                        s->channelSeq[0] != 'R');
+                return;
+            }
+            return fromRgb<uint8_t, uint8_t>(s, d, p, RgbToYcc8());
         case ZOL_DEPTH_16U: return fromRgb<uint16_t, uint16_t>(s, d, p, RgbToYcc16());
         case ZOL_DEPTH_32S: return fromRgb<int32_t, int32_t>(s, d, p, RgbToYccS());
         case ZOL_DEPTH_32F: return fromRgb<float, float>(s, d, p, RgbToYccF());

@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "colour/colour.h"
+#include "colour/kernels.h"
 #include "core/image.h"
 
 namespace zol {
@@ -59,9 +60,14 @@ void ownColorToGray(void*, const ZolImage* s, ZolImage* d, const ColourPiece& p)
     const int w = p.width, h = p.height;
     const bool planar = s->dataOrder == ZOL_DATA_ORDER_PLANE;
     const int sd = s->depth, dd = d->depth;
-    if (sd == 8 && dd == 8) {
+    if (sd == 8 && dd == 8 && !planar && s->nChannels == 3) {
+        const Gray8Run run = colourKernels().gray8;
+        for (int y = 0; y < h; ++y)
+            run(reinterpret_cast<const uint8_t*>(p.src + y * p.srcStep),
+                reinterpret_cast<uint8_t*>(p.dst + y * p.dstStep), size_t(w), s->channelSeq[0] != 'R');
+    } else if (sd == 8 && dd == 8) {
         grayPiece<uint8_t, uint8_t>(in, p.dst, op, p.dstStep, w, h,
-                                    [](int64_t r, int64_t g, int64_t b, int, int) { return w8(r, g, b) >> 8; });
+                                    [](int32_t r, int32_t g, int32_t b, int, int) { return gray8Pixel(r, g, b); });
     } else if (sd == 8 && dd == 16) {
         grayPiece<uint8_t, uint16_t>(in, p.dst, op, p.dstStep, w, h,
                                      [](int64_t r, int64_t g, int64_t b, int, int) { return w8(r, g, b); });

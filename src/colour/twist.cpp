@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "colour/kernels.h"
 #include "core/cellwalk.h"
 #include "core/frame.h"
 #include "core/image.h"
@@ -32,6 +33,7 @@ struct Twist {
     int max;
     ptrdiff_t srcPix, dstPix;  // elements from pixel to pixel (1 in plane order)
     int32_t table[3][3][256];  // m[r][c] * p for 8-bit samples (32-bit route only)
+    Twist8 fast;               // the same for the table's kernel
 };
 
 template <class Acc>
@@ -78,6 +80,13 @@ void twistRow(void* context, const CellRow& row) {
         q[dp] = T(o1);
         q[2 * dp] = T(o2);
     }
+}
+
+// Three-channel pixels at 8 bits with 32-bit sums: the table's row kernel.
+void twist8Row(void* context, const CellRow& row) {
+    const Twist& t = *static_cast<const Twist*>(context);
+    colourKernels().twist8(reinterpret_cast<const uint8_t*>(row.src), reinterpret_cast<uint8_t*>(row.dst),
+                           size_t(row.width), t.fast);
 }
 
 template <class T, class Acc, bool Table>
@@ -167,7 +176,13 @@ ZOL_API void zolApplyColorTwist(ZolImage* srcImage, ZolImage* dstImage,
     const bool narrow = bound < 0x7FFFFFFF;
     const bool masked = cellWalkMasked(s, d);
     CellRowKernel k;
-    if (eight && narrow) {
+    if (eight && narrow && !masked && !plane && t.srcPix == 3 && t.dstPix == 3) {
+        for (int r = 0; r < 3; ++r)
+            for (int c = 0; c < 4; ++c) t.fast.m[r][c] = t.m[r][c];
+        t.fast.shift = t.s;
+        t.fast.offset = offset < -512 ? -512 : (offset > 512 ? 512 : offset);
+        k = twist8Row;
+    } else if (eight && narrow) {
         for (int r = 0; r < 3; ++r)
             for (int c = 0; c < 3; ++c)
                 for (int p = 0; p < 256; ++p) t.table[r][c][p] = t.m[r][c] * p;
