@@ -91,12 +91,84 @@ void twist8(const uint8_t* s, uint8_t* d, size_t n, const Twist8& t) {
     if (i < n) plain::twist8(s + 3 * i, d + 3 * i, n - i, t);
 }
 
+// Channels of n pixels as 32-bit lanes, red first, and the three results
+// stored as bytes: the frame of the linear rows below.
+template <class O, class F>
+void linear8(const uint8_t* s, uint8_t* d, size_t n, bool bgr, Conv8Run tail, F f) {
+    const D32 di;
+    const D8q d8;
+    const hn::Rebind<O, D32> dout;
+    const size_t lanes = hn::Lanes(di);
+    size_t i = 0;
+    for (; i + lanes <= n; i += lanes) {
+        hn::Vec<D8q> c0, c1, c2;
+        hn::LoadInterleaved3(d8, s + 3 * i, c0, c1, c2);
+        hn::Vec<D32> o0, o1, o2;
+        f(hn::PromoteTo(di, bgr ? c2 : c0), hn::PromoteTo(di, c1), hn::PromoteTo(di, bgr ? c0 : c2), o0, o1, o2);
+        // Saturating narrowing: the clamps of the results.
+        hn::StoreInterleaved3(hn::DemoteTo(dout, o0), hn::DemoteTo(dout, o1), hn::DemoteTo(dout, o2), dout,
+                              reinterpret_cast<O*>(d + 3 * i));
+    }
+    if (i < n) tail(s + 3 * i, d + 3 * i, n - i, bgr);
+}
+
+template <class V>
+HWY_INLINE V weigh(V r, V g, V b, int32_t wr, int32_t wg, int32_t wb, int32_t add) {
+    const D32 di;
+    return hn::Add(hn::Add(hn::Mul(hn::Set(di, wr), r), hn::Mul(hn::Set(di, wg), g)),
+                   hn::Add(hn::Mul(hn::Set(di, wb), b), hn::Set(di, add)));
+}
+
+void yuv8(const uint8_t* s, uint8_t* d, size_t n, bool bgr) {
+    linear8<int8_t>(s, d, n, bgr, plain::yuv8, [](auto r, auto g, auto b, auto& y, auto& u, auto& v) {
+        y = hn::ShiftRight<14>(weigh(r, g, b, 4899, 9617, 1868, 0));
+        u = hn::Sub(b, y);
+        v = hn::Sub(r, y);
+    });
+}
+
+void xyz8(const uint8_t* s, uint8_t* d, size_t n, bool bgr) {
+    linear8<uint8_t>(s, d, n, bgr, plain::xyz8, [](auto r, auto g, auto b, auto& x, auto& y, auto& z) {
+        x = hn::ShiftRight<14>(weigh(r, g, b, 6758, 5859, 2956, 8192));
+        y = hn::ShiftRight<14>(weigh(r, g, b, 3484, 11717, 1182, 8192));
+        z = hn::ShiftRight<14>(weigh(r, g, b, 317, 1953, 15569, 8192));
+    });
+}
+
+// The quotients of HSV in single precision: numerators below 2^17 and
+// divisors below 256 make every truncated quotient exact (a quotient that
+// is not an integer lies at least 1/255 from one, the float error of a
+// quotient below 361 is under 2.2e-5).
+void hsv8(const uint8_t* s, uint8_t* d, size_t n, bool bgr) {
+    linear8<uint8_t>(s, d, n, bgr, plain::hsv8, [](auto r, auto g, auto b, auto& h, auto& sat, auto& v) {
+        const D32 di;
+        const hn::Rebind<float, D32> df;
+        const auto one = hn::Set(di, 1);
+        const auto mx = hn::Max(hn::Max(r, g), b), mn = hn::Min(hn::Min(r, g), b), dd = hn::Sub(mx, mn);
+        auto quot = [&](auto num, auto den) {
+            return hn::ConvertTo(di, hn::Div(hn::ConvertTo(df, num), hn::ConvertTo(df, hn::Max(den, one))));
+        };
+        sat = quot(hn::Mul(hn::Set(di, 255), dd), mx);
+        const auto k60 = hn::Set(di, 60);
+        auto nr = hn::Mul(k60, hn::Sub(g, b));
+        nr = hn::IfThenElse(hn::Lt(nr, hn::Zero(di)), hn::Add(nr, hn::Mul(hn::Set(di, 360), dd)), nr);
+        const auto ng = hn::Add(hn::Mul(k60, hn::Sub(b, r)), hn::Mul(hn::Set(di, 120), dd));
+        const auto nb = hn::Add(hn::Mul(k60, hn::Sub(r, g)), hn::Mul(hn::Set(di, 240), dd));
+        const auto num = hn::IfThenElse(hn::Eq(r, mx), nr, hn::IfThenElse(hn::Eq(g, mx), ng, nb));
+        h = hn::ShiftRight<1>(hn::IfThenZeroElse(hn::Eq(sat, hn::Zero(di)), quot(num, dd)));
+        v = mx;
+    });
+}
+
 }  // namespace
 
 void fillColour(ColourKernels& k) {
     k.ycc8 = ycc8;
     k.gray8 = gray8;
     k.twist8 = twist8;
+    k.yuv8 = yuv8;
+    k.xyz8 = xyz8;
+    k.hsv8 = hsv8;
 }
 
 }  // namespace HWY_NAMESPACE

@@ -594,6 +594,29 @@ struct LuvToRgb {
 };
 
 // ---------------------------------------------------------------------
+// Three-byte pixels at 8 bits go through the family's table.
+
+template <class F, class Out>
+void packed8(const uint8_t* s, uint8_t* d, size_t n, bool bgr, const F& f) {
+    const int ri = bgr ? 2 : 0, bi = 2 - ri;
+    for (size_t i = 0; i < n; ++i, s += 3, d += 3) {
+        Out o[3];
+        f(s[ri], s[1], s[bi], o);
+        std::memcpy(d, o, 3);
+    }
+}
+
+// True when the rows went through run: a source of three channels in pixel
+// order (the destination always has three).
+bool tableRows(const ZolImage* s, const ColourPiece& p, Conv8Run run) {
+    if (s->dataOrder != ZOL_DATA_ORDER_PIXEL || s->nChannels != 3) return false;
+    for (int y = 0; y < p.height; ++y)
+        run(reinterpret_cast<const uint8_t*>(p.src + y * p.srcStep),
+            reinterpret_cast<uint8_t*>(p.dst + y * p.dstStep), size_t(p.width), s->channelSeq[0] != 'R');
+    return true;
+}
+
+// ---------------------------------------------------------------------
 // Kernels: one per conversion, dispatching on the source depth.
 
 constexpr char kHsvName[4] = "HSV", kHlsName[4] = "HLS", kXyzName[4] = "XYZ",
@@ -602,7 +625,9 @@ constexpr char kHsvName[4] = "HSV", kHlsName[4] = "HLS", kXyzName[4] = "XYZ",
 void ownRGB2HSV(void*, const ZolImage* s, ZolImage* d, const ColourPiece& p) {
     writeModel(d, kHsvName);
     switch (s->depth) {
-        case ZOL_DEPTH_8U: return fromRgb<uint8_t, uint8_t>(s, d, p, RgbToHsv<uint8_t, 255>());
+        case ZOL_DEPTH_8U:
+            if (tableRows(s, p, colourKernels().hsv8)) return;
+            return fromRgb<uint8_t, uint8_t>(s, d, p, RgbToHsv<uint8_t, 255>());
         case ZOL_DEPTH_16U: return fromRgb<uint16_t, uint16_t>(s, d, p, RgbToHsv<uint16_t, 65535>());
         case ZOL_DEPTH_32S: return fromRgb<int32_t, int32_t>(s, d, p, RgbToHsv<int32_t, 2147483647>());
         default: depthFault("ownRGB2HSV", kHsvDepths);
@@ -642,7 +667,9 @@ void ownHLS2RGB(void*, const ZolImage* s, ZolImage* d, const ColourPiece& p) {
 void ownRGB2XYZ(void*, const ZolImage* s, ZolImage* d, const ColourPiece& p) {
     writeModel(d, kXyzName);
     switch (s->depth) {
-        case ZOL_DEPTH_8U: return fromRgb<uint8_t, uint8_t>(s, d, p, XyzFix<uint8_t, int32_t, 255, false>());
+        case ZOL_DEPTH_8U:
+            if (tableRows(s, p, colourKernels().xyz8)) return;
+            return fromRgb<uint8_t, uint8_t>(s, d, p, XyzFix<uint8_t, int32_t, 255, false>());
         case ZOL_DEPTH_16U: return fromRgb<uint16_t, uint16_t>(s, d, p, XyzFix<uint16_t, int32_t, 65535, false>());
         case ZOL_DEPTH_32S: return fromRgb<int32_t, int32_t>(s, d, p, XyzS<false>());
         case ZOL_DEPTH_32F: return fromRgb<float, float>(s, d, p, XyzF<false>());
@@ -664,6 +691,7 @@ void ownRGB2YUV(void*, const ZolImage* s, ZolImage* d, const ColourPiece& p) {
     writeModel(d, kYuvName);
     switch (s->depth) {
         case ZOL_DEPTH_8U:
+            if (tableRows(s, p, colourKernels().yuv8)) return;
             return fromRgb<uint8_t, int8_t>(s, d, p, RgbToYuvFix<uint8_t, int8_t, -128, 127>());
         case ZOL_DEPTH_16U:
             return fromRgb<uint16_t, int16_t>(s, d, p, RgbToYuvFix<uint16_t, int16_t, -32768, 32767>());
@@ -688,14 +716,7 @@ void ownRGB2YCrCb(void*, const ZolImage* s, ZolImage* d, const ColourPiece& p) {
     writeModel(d, kYcrName);
     switch (s->depth) {
         case ZOL_DEPTH_8U:
-            if (s->dataOrder == ZOL_DATA_ORDER_PIXEL && s->nChannels == 3) {
-                const Ycc8Run run = colourKernels().ycc8;
-                for (int y = 0; y < p.height; ++y)
-                    run(reinterpret_cast<const uint8_t*>(p.src + y * p.srcStep),
-                        reinterpret_cast<uint8_t*>(p.dst + y * p.dstStep), size_t(p.width),
-                        s->channelSeq[0] != 'R');
-                return;
-            }
+            if (tableRows(s, p, colourKernels().ycc8)) return;
             return fromRgb<uint8_t, uint8_t>(s, d, p, RgbToYcc8());
         case ZOL_DEPTH_16U: return fromRgb<uint16_t, uint16_t>(s, d, p, RgbToYcc16());
         case ZOL_DEPTH_32S: return fromRgb<int32_t, int32_t>(s, d, p, RgbToYccS());
@@ -749,6 +770,18 @@ void toRgbCall(const char* func, ZolImage* src, ZolImage* dst, const char* name,
 }
 
 }  // namespace
+
+namespace plain {
+void yuv8(const uint8_t* s, uint8_t* d, size_t n, bool bgr) {
+    packed8<RgbToYuvFix<uint8_t, int8_t, -128, 127>, int8_t>(s, d, n, bgr, {});
+}
+void xyz8(const uint8_t* s, uint8_t* d, size_t n, bool bgr) {
+    packed8<XyzFix<uint8_t, int32_t, 255, false>, uint8_t>(s, d, n, bgr, {});
+}
+void hsv8(const uint8_t* s, uint8_t* d, size_t n, bool bgr) {
+    packed8<RgbToHsv<uint8_t, 255>, uint8_t>(s, d, n, bgr, {});
+}
+}  // namespace plain
 }  // namespace zol
 
 using namespace zol;

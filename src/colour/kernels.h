@@ -1,5 +1,6 @@
-// The hot rows of the colour family as a kernel table: 8-bit RGB to YCrCb
-// and to gray, and the 8-bit colour twist, on three-channel pixels. The
+// The hot rows of the colour family as a kernel table: 8-bit RGB to YCrCb,
+// YUV, XYZ, HSV and gray, and the 8-bit colour twist, on three-channel
+// pixels. The
 // plain forms are the reference; the SIMD forms (colour_simd.cpp) override
 // the entries and give the same bytes.
 #pragma once
@@ -43,13 +44,22 @@ using Ycc8Run = void (*)(const uint8_t* s, uint8_t* d, size_t n, bool bgr);
 using Gray8Run = void (*)(const uint8_t* s, uint8_t* d, size_t n, bool bgr);
 using Twist8Run = void (*)(const uint8_t* s, uint8_t* d, size_t n, const Twist8& t);
 
+using Conv8Run = void (*)(const uint8_t* s, uint8_t* d, size_t n, bool bgr);
+
 struct ColourKernels {
     Ycc8Run ycc8;
     Gray8Run gray8;
     Twist8Run twist8;
+    Conv8Run yuv8;  // into signed bytes
+    Conv8Run xyz8;
+    Conv8Run hsv8;
 };
 
 namespace plain {
+// In convert.cpp, beside the formulas they share with the other layouts.
+void yuv8(const uint8_t* s, uint8_t* d, size_t n, bool bgr);
+void xyz8(const uint8_t* s, uint8_t* d, size_t n, bool bgr);
+void hsv8(const uint8_t* s, uint8_t* d, size_t n, bool bgr);
 void ycc8(const uint8_t* s, uint8_t* d, size_t n, bool bgr);
 void gray8(const uint8_t* s, uint8_t* d, size_t n, bool bgr);
 void twist8(const uint8_t* s, uint8_t* d, size_t n, const Twist8& t);
