@@ -126,7 +126,7 @@ std::vector<Entry> colourEntries() {
     e.push_back({"gray8", 3, false, [fn = k.gray8](const uint8_t* a, const uint8_t*, uint8_t* d, size_t n,
                                                    const Param& p) { fn(a, d, n, p.bits & 1); },
                  false});
-    for (auto [name, fn] : {std::pair{"yuv8", k.yuv8}, {"xyz8", k.xyz8}, {"hsv8", k.hsv8}})
+    for (auto [name, fn] : {std::pair{"yuv8", k.yuv8}, {"xyz8", k.xyz8}, {"hsv8", k.hsv8}, {"hsvBack8", k.hsvBack8}})
         e.push_back({name, 3, false, [fn = fn](const uint8_t* a, const uint8_t*, uint8_t* d, size_t n,
                                                const Param& p) { fn(a, d, n, p.bits & 1); }});
     e.push_back({"twist8", 3, false, [fn = k.twist8](const uint8_t* a, const uint8_t*, uint8_t* d,

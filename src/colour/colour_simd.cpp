@@ -160,6 +160,43 @@ void hsv8(const uint8_t* s, uint8_t* d, size_t n, bool bgr) {
     });
 }
 
+// Back from HSV: the sector and its remainder by a multiply (exact for
+// hues to 510), the four candidates, and a choice per sector.
+void hsvBack8(const uint8_t* s, uint8_t* d, size_t n, bool bgr) {
+    const D32 di;
+    const D8q d8;
+    const size_t lanes = hn::Lanes(di);
+    const auto k255 = hn::Set(di, 255), k60 = hn::Set(di, 60), k34 = hn::Set(di, 34), zero = hn::Zero(di);
+    size_t i = 0;
+    for (; i + lanes <= n; i += lanes) {
+        hn::Vec<D8q> c0, c1, c2;
+        hn::LoadInterleaved3(d8, s + 3 * i, c0, c1, c2);
+        const auto H = hn::PromoteTo(di, c0), S = hn::PromoteTo(di, c1), V = hn::PromoteTo(di, c2);
+        const auto h = hn::Add(H, H);
+        auto sector = hn::ShiftRight<16>(hn::Mul(h, hn::Set(di, 1093)));
+        const auto f = hn::Sub(h, hn::Mul(sector, k60));  // 0 at h = 360
+        sector = hn::IfThenZeroElse(hn::Eq(h, hn::Set(di, 360)), sector);
+        const auto t = hn::ShiftRight<8>(hn::Mul(S, V));
+        const auto p = hn::Sub(V, t);
+        const auto q = hn::Sub(V, hn::ShiftRight<11>(hn::Mul(hn::Mul(t, f), k34)));
+        const auto u = hn::Sub(V, hn::ShiftRight<11>(hn::Mul(hn::Mul(t, hn::Sub(k60, f)), k34)));
+        const auto s0 = hn::Eq(sector, zero), s1 = hn::Eq(sector, hn::Set(di, 1)),
+                   s2 = hn::Eq(sector, hn::Set(di, 2)), s3 = hn::Eq(sector, hn::Set(di, 3)),
+                   s4 = hn::Eq(sector, hn::Set(di, 4));
+        auto R = hn::IfThenElse(s1, q, hn::IfThenElse(hn::Or(s2, s3), p, hn::IfThenElse(s4, u, V)));
+        auto G = hn::IfThenElse(s0, u, hn::IfThenElse(hn::Or(s1, s2), V, hn::IfThenElse(s3, q, p)));
+        auto B = hn::IfThenElse(hn::Or(s0, s1), p, hn::IfThenElse(s2, u, hn::IfThenElse(hn::Or(s3, s4), V, q)));
+        const auto grey = hn::Eq(S, zero);
+        R = hn::And(hn::IfThenElse(grey, V, R), k255);
+        G = hn::And(hn::IfThenElse(grey, V, G), k255);
+        B = hn::And(hn::IfThenElse(grey, V, B), k255);
+        const auto r8 = hn::DemoteTo(d8, R), g8 = hn::DemoteTo(d8, G), b8 = hn::DemoteTo(d8, B);
+        if (bgr) hn::StoreInterleaved3(b8, g8, r8, d8, d + 3 * i);
+        else hn::StoreInterleaved3(r8, g8, b8, d8, d + 3 * i);
+    }
+    if (i < n) plain::hsvBack8(s + 3 * i, d + 3 * i, n - i, bgr);
+}
+
 }  // namespace
 
 void fillColour(ColourKernels& k) {
@@ -169,6 +206,7 @@ void fillColour(ColourKernels& k) {
     k.yuv8 = yuv8;
     k.xyz8 = xyz8;
     k.hsv8 = hsv8;
+    k.hsvBack8 = hsvBack8;
 }
 
 }  // namespace HWY_NAMESPACE

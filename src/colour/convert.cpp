@@ -636,7 +636,15 @@ void ownRGB2HSV(void*, const ZolImage* s, ZolImage* d, const ColourPiece& p) {
 
 void ownHSV2RGB(void*, const ZolImage* s, ZolImage* d, const ColourPiece& p) {
     switch (s->depth) {
-        case ZOL_DEPTH_8U: return toRgb<uint8_t, uint8_t>(s, d, p, HsvToRgb8());
+        case ZOL_DEPTH_8U:
+            if (s->dataOrder == ZOL_DATA_ORDER_PIXEL && s->nChannels == 3) {
+                const Conv8Run run = colourKernels().hsvBack8;
+                for (int y = 0; y < p.height; ++y)
+                    run(reinterpret_cast<const uint8_t*>(p.src + y * p.srcStep),
+                        reinterpret_cast<uint8_t*>(p.dst + y * p.dstStep), size_t(p.width), d->channelSeq[0] != 'R');
+                return;
+            }
+            return toRgb<uint8_t, uint8_t>(s, d, p, HsvToRgb8());
         case ZOL_DEPTH_16U: return toRgb<uint16_t, uint16_t>(s, d, p, HsvToRgbWide<uint16_t, 65535>());
         case ZOL_DEPTH_32S: return toRgb<int32_t, int32_t>(s, d, p, HsvToRgbWide<int32_t, 2147483647>());
         default: depthFault("ownHSV2RGB", kHsvDepths);
@@ -780,6 +788,14 @@ void xyz8(const uint8_t* s, uint8_t* d, size_t n, bool bgr) {
 }
 void hsv8(const uint8_t* s, uint8_t* d, size_t n, bool bgr) {
     packed8<RgbToHsv<uint8_t, 255>, uint8_t>(s, d, n, bgr, {});
+}
+void hsvBack8(const uint8_t* s, uint8_t* d, size_t n, bool bgr) {
+    const int ri = bgr ? 2 : 0, bi = 2 - ri;
+    for (size_t i = 0; i < n; ++i, s += 3, d += 3) {
+        uint8_t o[3];
+        HsvToRgb8()(s[0], s[1], s[2], o);
+        d[ri] = o[0], d[1] = o[1], d[bi] = o[2];
+    }
 }
 }  // namespace plain
 }  // namespace zol

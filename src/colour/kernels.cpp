@@ -32,7 +32,7 @@ void twist8(const uint8_t* s, uint8_t* d, size_t n, const Twist8& t) {
 
 namespace {
 ColourKernels makeTable(Form form) {
-    ColourKernels k{plain::ycc8, plain::gray8, plain::twist8, plain::yuv8, plain::xyz8, plain::hsv8};
+    ColourKernels k{plain::ycc8, plain::gray8, plain::twist8, plain::yuv8, plain::xyz8, plain::hsv8, plain::hsvBack8};
     colourSimd(form, k);
     return k;
 }

@@ -53,6 +53,7 @@ struct ColourKernels {
     Conv8Run yuv8;  // into signed bytes
     Conv8Run xyz8;
     Conv8Run hsv8;
+    Conv8Run hsvBack8;  // bgr: red is the third byte of a destination pixel
 };
 
 namespace plain {
@@ -60,6 +61,7 @@ namespace plain {
 void yuv8(const uint8_t* s, uint8_t* d, size_t n, bool bgr);
 void xyz8(const uint8_t* s, uint8_t* d, size_t n, bool bgr);
 void hsv8(const uint8_t* s, uint8_t* d, size_t n, bool bgr);
+void hsvBack8(const uint8_t* s, uint8_t* d, size_t n, bool bgr);
 void ycc8(const uint8_t* s, uint8_t* d, size_t n, bool bgr);
 void gray8(const uint8_t* s, uint8_t* d, size_t n, bool bgr);
 void twist8(const uint8_t* s, uint8_t* d, size_t n, const Twist8& t);
