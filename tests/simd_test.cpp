@@ -134,7 +134,8 @@ std::vector<Entry> colourEntries() {
                      std::mt19937 g(p.bits);
                      zol::Twist8 t;
                      for (auto& row : t.m)
-                         for (int32_t& v : row) v = int32_t(g() % (1u << 21)) - (1 << 20);
+                         for (int32_t& v : row)  // 16-bit weights at times: another route
+                             v = p.bits & 2 ? int32_t(g() % 65536) - 32768 : int32_t(g() % (1u << 21)) - (1 << 20);
                      t.shift = int(p.bits % 32);
                      t.offset = std::max(-512, std::min(512, p.i));
                      fn(a, d, n, t);

@@ -64,24 +64,51 @@ void gray8(const uint8_t* s, uint8_t* d, size_t n, bool bgr) {
     if (i < n) plain::gray8(s + 3 * i, d + i, n - i, bgr);
 }
 
+// Weights of 16 bits take pairs of products by a multiply-add: a 32-bit
+// lane holds channels 0 and 1 of a pixel as two 16-bit halves, another
+// channel 2, so each output costs two multiply-adds.
+bool fits16(const Twist8& t) {
+    for (const auto& row : t.m)
+        for (int c = 0; c < 3; ++c)
+            if (row[c] < -32768 || row[c] > 32767) return false;
+    return true;
+}
+
 void twist8(const uint8_t* s, uint8_t* d, size_t n, const Twist8& t) {
     const D32 di;
     const D8q d8;
+    const hn::Repartition<int16_t, D32> d16;
     const size_t lanes = hn::Lanes(di);
     const auto zero = hn::Zero(di), top = hn::Set(di, 255), off = hn::Set(di, t.offset);
+    const bool pairs = fits16(t);
     hn::Vec<D32> m[3][4];
-    for (int r = 0; r < 3; ++r)
+    hn::Vec<decltype(d16)> w01[3], w2[3];
+    for (int r = 0; r < 3; ++r) {
         for (int c = 0; c < 4; ++c) m[r][c] = hn::Set(di, t.m[r][c]);
+        const uint32_t lo = uint16_t(t.m[r][0]), hi = uint16_t(t.m[r][1]);
+        w01[r] = hn::BitCast(d16, hn::Set(di, int32_t(lo | (hi << 16))));
+        w2[r] = hn::BitCast(d16, hn::Set(di, int32_t(uint16_t(t.m[r][2]))));
+    }
     const int sh = t.shift;
     size_t i = 0;
     for (; i + lanes <= n; i += lanes) {
         hn::Vec<D8q> c0, c1, c2;
         hn::LoadInterleaved3(d8, s + 3 * i, c0, c1, c2);
         const auto p0 = hn::PromoteTo(di, c0), p1 = hn::PromoteTo(di, c1), p2 = hn::PromoteTo(di, c2);
+        const auto p01 = hn::BitCast(d16, hn::Or(p0, hn::ShiftLeft<16>(p1)));
+        const auto p2x = hn::BitCast(d16, p2);
         hn::Vec<D8q> o[3];
         for (int r = 0; r < 3; ++r) {
-            auto sum = hn::Add(hn::Add(hn::Mul(m[r][0], p0), hn::Mul(m[r][1], p1)),
-                               hn::Add(hn::Mul(m[r][2], p2), m[r][3]));
+            hn::Vec<D32> sum;
+            if (pairs) {
+                auto odd = zero;
+                sum = hn::ReorderWidenMulAccumulate(di, p01, w01[r], zero, odd);
+                sum = hn::ReorderWidenMulAccumulate(di, p2x, w2[r], sum, odd);
+                sum = hn::Add(hn::RearrangeToOddPlusEven(sum, odd), m[r][3]);
+            } else {
+                sum = hn::Add(hn::Add(hn::Mul(m[r][0], p0), hn::Mul(m[r][1], p1)),
+                              hn::Add(hn::Mul(m[r][2], p2), m[r][3]));
+            }
             sum = hn::Min(hn::Max(hn::ShiftRightSame(sum, sh), zero), top);
             sum = hn::Min(hn::Max(hn::Add(sum, off), zero), top);
             o[r] = hn::DemoteTo(d8, sum);
