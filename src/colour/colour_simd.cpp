@@ -64,9 +64,7 @@ void gray8(const uint8_t* s, uint8_t* d, size_t n, bool bgr) {
     if (i < n) plain::gray8(s + 3 * i, d + i, n - i, bgr);
 }
 
-// Weights of 16 bits take pairs of products by a multiply-add: a 32-bit
-// lane holds channels 0 and 1 of a pixel as two 16-bit halves, another
-// channel 2, so each output costs two multiply-adds.
+// Weights of 16 bits take pairs of products by multiply-adds.
 bool fits16(const Twist8& t) {
     for (const auto& row : t.m)
         for (int c = 0; c < 3; ++c)
@@ -74,41 +72,71 @@ bool fits16(const Twist8& t) {
     return true;
 }
 
-void twist8(const uint8_t* s, uint8_t* d, size_t n, const Twist8& t) {
-    const D32 di;
-    const D8q d8;
-    const hn::Repartition<int16_t, D32> d16;
-    const size_t lanes = hn::Lanes(di);
+// 16-bit weights: sixteen-bit lanes hold the pixels; pairs (channel 0,
+// channel 1) and (channel 2, 0) are formed by interleaving within blocks,
+// the sums of each pair's products come from multiply-adds into 32-bit
+// lanes, and narrowing the two halves packs them back by the same blocks.
+void twist8Pairs(const uint8_t* s, uint8_t* d, size_t n, const Twist8& t) {
+    const hn::ScalableTag<int16_t> d16;
+    const hn::Rebind<uint8_t, decltype(d16)> d8;
+    const hn::Repartition<int32_t, decltype(d16)> di;
+    const size_t lanes = hn::Lanes(d16);
     const auto zero = hn::Zero(di), top = hn::Set(di, 255), off = hn::Set(di, t.offset);
-    const bool pairs = fits16(t);
-    hn::Vec<D32> m[3][4];
+    const auto z16 = hn::Zero(d16);
     hn::Vec<decltype(d16)> w01[3], w2[3];
+    hn::Vec<decltype(di)> add[3];
     for (int r = 0; r < 3; ++r) {
-        for (int c = 0; c < 4; ++c) m[r][c] = hn::Set(di, t.m[r][c]);
         const uint32_t lo = uint16_t(t.m[r][0]), hi = uint16_t(t.m[r][1]);
         w01[r] = hn::BitCast(d16, hn::Set(di, int32_t(lo | (hi << 16))));
         w2[r] = hn::BitCast(d16, hn::Set(di, int32_t(uint16_t(t.m[r][2]))));
+        add[r] = hn::Set(di, t.m[r][3]);
     }
+    const int sh = t.shift;
+    auto finish = [&](hn::Vec<decltype(d16)> a, hn::Vec<decltype(d16)> b, int r) {
+        auto odd = zero;
+        auto sum = hn::ReorderWidenMulAccumulate(di, a, w01[r], zero, odd);
+        sum = hn::ReorderWidenMulAccumulate(di, b, w2[r], sum, odd);
+        sum = hn::Add(hn::RearrangeToOddPlusEven(sum, odd), add[r]);
+        sum = hn::Min(hn::Max(hn::ShiftRightSame(sum, sh), zero), top);
+        return hn::Min(hn::Max(hn::Add(sum, off), zero), top);
+    };
+    size_t i = 0;
+    for (; i + lanes <= n; i += lanes) {
+        hn::Vec<decltype(d8)> c0, c1, c2;
+        hn::LoadInterleaved3(d8, s + 3 * i, c0, c1, c2);
+        const auto p0 = hn::BitCast(d16, hn::PromoteTo(hn::RebindToUnsigned<decltype(d16)>(), c0));
+        const auto p1 = hn::BitCast(d16, hn::PromoteTo(hn::RebindToUnsigned<decltype(d16)>(), c1));
+        const auto p2 = hn::BitCast(d16, hn::PromoteTo(hn::RebindToUnsigned<decltype(d16)>(), c2));
+        const auto aLo = hn::InterleaveLower(d16, p0, p1), aHi = hn::InterleaveUpper(d16, p0, p1);
+        const auto bLo = hn::InterleaveLower(d16, p2, z16), bHi = hn::InterleaveUpper(d16, p2, z16);
+        hn::Vec<decltype(d8)> o[3];
+        for (int r = 0; r < 3; ++r)
+            o[r] = hn::DemoteTo(d8, hn::ReorderDemote2To(d16, finish(aLo, bLo, r), finish(aHi, bHi, r)));
+        hn::StoreInterleaved3(o[0], o[1], o[2], d8, d + 3 * i);
+    }
+    if (i < n) plain::twist8(s + 3 * i, d + 3 * i, n - i, t);
+}
+
+// Wider weights: the products in 32-bit lanes.
+void twist8(const uint8_t* s, uint8_t* d, size_t n, const Twist8& t) {
+    if (fits16(t)) return twist8Pairs(s, d, n, t);
+    const D32 di;
+    const D8q d8;
+    const size_t lanes = hn::Lanes(di);
+    const auto zero = hn::Zero(di), top = hn::Set(di, 255), off = hn::Set(di, t.offset);
+    hn::Vec<D32> m[3][4];
+    for (int r = 0; r < 3; ++r)
+        for (int c = 0; c < 4; ++c) m[r][c] = hn::Set(di, t.m[r][c]);
     const int sh = t.shift;
     size_t i = 0;
     for (; i + lanes <= n; i += lanes) {
         hn::Vec<D8q> c0, c1, c2;
         hn::LoadInterleaved3(d8, s + 3 * i, c0, c1, c2);
         const auto p0 = hn::PromoteTo(di, c0), p1 = hn::PromoteTo(di, c1), p2 = hn::PromoteTo(di, c2);
-        const auto p01 = hn::BitCast(d16, hn::Or(p0, hn::ShiftLeft<16>(p1)));
-        const auto p2x = hn::BitCast(d16, p2);
         hn::Vec<D8q> o[3];
         for (int r = 0; r < 3; ++r) {
-            hn::Vec<D32> sum;
-            if (pairs) {
-                auto odd = zero;
-                sum = hn::ReorderWidenMulAccumulate(di, p01, w01[r], zero, odd);
-                sum = hn::ReorderWidenMulAccumulate(di, p2x, w2[r], sum, odd);
-                sum = hn::Add(hn::RearrangeToOddPlusEven(sum, odd), m[r][3]);
-            } else {
-                sum = hn::Add(hn::Add(hn::Mul(m[r][0], p0), hn::Mul(m[r][1], p1)),
-                              hn::Add(hn::Mul(m[r][2], p2), m[r][3]));
-            }
+            auto sum = hn::Add(hn::Add(hn::Mul(m[r][0], p0), hn::Mul(m[r][1], p1)),
+                               hn::Add(hn::Mul(m[r][2], p2), m[r][3]));
             sum = hn::Min(hn::Max(hn::ShiftRightSame(sum, sh), zero), top);
             sum = hn::Min(hn::Max(hn::Add(sum, off), zero), top);
             o[r] = hn::DemoteTo(d8, sum);
