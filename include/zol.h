@@ -598,6 +598,122 @@ ZOL_API void zolConvolve2DFP(ZolImage* srcImage, ZolImage* dstImage, ZolConvKern
  * scratch that cannot be had ends the call without a report. */
 ZOL_API void zolConvolveSep2D(ZolImage* srcImage, ZolImage* dstImage, ZolConvKernel* Xkernel,
                               ZolConvKernel* Ykernel);
+/* Colour twist                                                         */
+/* ------------------------------------------------------------------ */
+
+/* A fixed-point 3x3 matrix with additive terms. data[4r+c] (r, c in 0..2)
+ * weighs source channel c into destination channel r; data[3], data[7],
+ * data[11] are the additive terms, in the same scaled units; row 3 is kept
+ * but never read. Every entry is divided by 2^scalingValue (0..31). */
+typedef struct ZolColorTwist {
+    int32_t data[16];
+    int32_t scalingValue;
+} ZolColorTwist;
+
+/* A new twist holding a copy of the 16 entries; NULL after a report for a
+ * NULL data or a scale outside 0..31 ("bad_argument", -5) or no memory
+ * ("matrix_is_not_allocated", -4). Free it with zolDeleteColorTwist. */
+ZOL_API ZolColorTwist* zolCreateColorTwist(const int32_t* data, int scalingValue);
+/* Overwrites all entries and the scale; the twist is unchanged on failure. */
+ZOL_API void zolSetColorTwist(ZolColorTwist* cTwist, const int32_t* data, int scalingValue);
+/* For channels 0..2 of every pixel of the common region (8U or 16U, source
+ * values unsigned), for each output r:
+ *   y = clamp(floor((m[4r] p0 + m[4r+1] p1 + m[4r+2] p2 + m[4r+3]) / 2^s), 0, MAX)
+ *   out = clamp(y + offset, 0, MAX)
+ * exactly, for any entries, scale and offset. Regions keep their own
+ * corners and are cut to the least size; masks of either image select
+ * pixels (both masks: their conjunction); tiled images mix with plain ones
+ * in any grid; src may be dst. Further channels (alpha included) are
+ * neither read nor written; colorModel, channelSeq and coi are ignored. */
+ZOL_API void zolApplyColorTwist(ZolImage* srcImage, ZolImage* dstImage,
+                                const ZolColorTwist* cTwist, int offset);
+
+/* ------------------------------------------------------------------ */
+/* Colour-space conversions                                             */
+/* ------------------------------------------------------------------ */
+
+/* Conversions between RGB and another colour space, pixel by pixel over the
+ * smaller width and height of two whole images (no ROI on either; masks are
+ * not looked at), or over the destination's tiles with each source
+ * rectangle read through tiles and borders. The source may have more than
+ * three channels (further ones skipped); dst has exactly three. The RGB
+ * side is addressed by channelSeq: in pixel order "R..." puts red first and
+ * "B..." last; in plane order each of R, G, B is the plane its letter
+ * names. The other side's channels are 0, 1, 2 in the order of its name.
+ * A conversion from RGB writes the model's name ("HSV", "HLS", "XYZ",
+ * "YUV", "YCr", "LUV") to dst's colorModel and channelSeq, also when it
+ * then refuses the depth; a conversion to RGB requires the source's name.
+ * src and dst must be different images.
+ *
+ * HSV, HLS (8U, 16U, 32S): V = max, L = (max + min) >> 1; S = 255 d / max
+ *   (integer) at 8U, else trunc(MAX d / max) in double; HLS S = trunc(MAX d
+ *   / s) for s = max + min <= MAX, else trunc(MAX d / (2 MAX - s)). Hue in
+ *   degrees 0..359 (trunc, 360 added to negative values), halved at 8U.
+ *   Back: 8U in integers with 2^11 and 2^13 fixed-point slopes, low 8 bits
+ *   stored; 16U and 32S in double, truncated. A hue of 360 (180 at 8U) is
+ *   sector 0; larger ones fall in the last sector.
+ * XYZ (8U, 16U: 2^14 weights, +8192, >> 14; X, Y unclamped, Z <= MAX, RGB
+ *   to 0..MAX. 32F: single-precision weights summed in double, rounded once,
+ *   no clamp. 32S: double weights, truncated; Z, R, G, B clamped to
+ *   0..2^31-1).
+ * YUV (8U -> 8S, 16U -> 16S: Y = (4899 R + 9617 G + 1868 B) >> 14, U = B - Y,
+ *   V = R - Y from the unclamped Y, each saturated to the signed range; back
+ *   R = Y + V, B = Y + U, G = Y - ((8340 V + 3179 U) >> 14), saturated. 32F,
+ *   32S: 0.299, 0.587, 0.114 and 0.509, 0.194). dst's depth is not checked:
+ *   rows are written at the source's sample width.
+ * YCrCb (channel 1 the blue, channel 2 the red difference; 8U and 16U in
+ *   2^14 fixed point with offsets for 128 or 32768 and no clamp forward;
+ *   back clamped to 0..MAX. 32F: 0.5 offsets, back clamped below at 0. 32S:
+ *   offsets 2^30-1, truncated, back clamped to 0..2^31-1).
+ * YCC to RGB (8U only): 2^14 indices clamped to 0..360 into a fixed table.
+ * LUV (32F only): L = 116 (Y / 0.329)^(1/3) - 16, U = 13 L (u - 0.19783),
+ *   V = 13 L (v - 0.46832); L = U = V = 0 for Y <= 0.00329. Back clamps
+ *   negative RGB to 0. */
+ZOL_API void zolRGB2HSV(ZolImage* src, ZolImage* dst);
+ZOL_API void zolHSV2RGB(ZolImage* src, ZolImage* dst);
+ZOL_API void zolRGB2HLS(ZolImage* src, ZolImage* dst);
+ZOL_API void zolHLS2RGB(ZolImage* src, ZolImage* dst);
+ZOL_API void zolRGB2XYZ(ZolImage* src, ZolImage* dst);
+ZOL_API void zolXYZ2RGB(ZolImage* src, ZolImage* dst);
+ZOL_API void zolRGB2YUV(ZolImage* src, ZolImage* dst);
+ZOL_API void zolYUV2RGB(ZolImage* src, ZolImage* dst);
+ZOL_API void zolRGB2YCrCb(ZolImage* src, ZolImage* dst);
+ZOL_API void zolYCrCb2RGB(ZolImage* src, ZolImage* dst);
+ZOL_API void zolYCC2RGB(ZolImage* src, ZolImage* dst);
+ZOL_API void zolRGB2LUV(ZolImage* src, ZolImage* dst);
+ZOL_API void zolLUV2RGB(ZolImage* src, ZolImage* dst);
+
+/* ------------------------------------------------------------------ */
+/* Gray conversion, bit reduction and dither                            */
+/* ------------------------------------------------------------------ */
+
+#define ZOL_DITHER_NONE   1
+#define ZOL_DITHER_FS     2  /* Floyd-Steinberg */
+#define ZOL_DITHER_JJN    4  /* Jarvis-Judice-Ninke */
+#define ZOL_DITHER_STUCKI 8
+#define ZOL_DITHER_BAYER  16 /* ordered 4x4 matrix */
+
+/* An RGB image (8U, 16U, 32S; channels past the third skipped) into a GRAY
+ * one (8U, 16U, 1U; only the first plane of a plane-order dst is written)
+ * by integer weights 54, 183, 18 (sum 255) and truncating shifts: 8U->8U
+ * and 16U->16U >> 8, 8U->16U unshifted, 16U->8U >> 16 (plane order: 9-bit
+ * weights by pairs of pixels), 32S by 109, 366, 37 on values >> 11 (>> 10
+ * for 1U). A 1U result is set above half the range. Whole images, no ROI,
+ * masks not looked at; tiles as the colour conversions. */
+ZOL_API void zolColorToGray(ZolImage* src, ZolImage* dst);
+/* A GRAY image into channels R, G, B of an RGB one of the same depth (or
+ * 1U into 8U): channel c = (v * w_c) >> s with w_c = trunc(fract_c * 256)
+ * (s = 8) or trunc(fract_c * 32768) (16U, 32S: s = 15), all three 0
+ * selecting the fixed weights. Further channels of dst are untouched. */
+ZOL_API void zolGrayToColor(ZolImage* src, ZolImage* dst, float fractR, float fractG, float fractB);
+/* Lowers the depth: 8U->1U, 16U->8U/1U, 32S->16U/8U/1U by cutting (1U: set
+ * above half the range), optionally after random jitter of amplitude
+ * jitterType (0..8; tables filled from rand(), which the library never
+ * seeds), then optionally dithers an RGB or GRAY 8U/16U dst to levelBits
+ * bits by error diffusion (ZOL_DITHER_FS, _JJN, _STUCKI; each neighbour
+ * clamped after every addition) or ZOL_DITHER_BAYER. No ROI; the source is
+ * never changed; a tiled dst dithers to the same values as an untiled one. */
+ZOL_API void zolReduceBits(ZolImage* src, ZolImage* dst, int jitterType, int ditherType, int levelBits);
 
 #ifdef __cplusplus
 }
