@@ -1,0 +1,4 @@
+#include "core/context.h"
+namespace zol {
+void ownDctFreeTables(ZolThreadContext*) {}
+}
