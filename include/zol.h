@@ -510,6 +510,20 @@ ZOL_API void zolExchange(ZolImage* srcImage, ZolImage* dstImage);
 ZOL_API void zolRealFft2D(ZolImage* srcImage, ZolImage* dstImage, int flags);
 ZOL_API void zolCcsFft2D(ZolImage* srcImage, ZolImage* dstImage, int flags);
 
+/* dst = srcA * srcB on packed spectra (the layout above), in the complex
+ * sense: real elements (0,0), and for even sizes (W-1,0), (0,H-1),
+ * (W-1,H-1), multiply as reals; every other element is half of a pair
+ * (re, im), along y in column 0 and, for even W, column W-1, along x in
+ * every row elsewhere. Depths 8S, 16S, 32S, 32F, equal in all three (8U,
+ * 16U, 1U sources: -17). 8S and 16S form products and sums in 32 bits
+ * (wrapping) and clamp to the depth; 32S keeps the low 32 bits; 32F works
+ * in extended precision and rounds once to single precision. No scaling.
+ * W, H: the smallest of the three regions; each image from its own corner;
+ * channels of the coi or all but alpha, in step; all three images are
+ * addressed in srcA's data order. Any image may also be the destination.
+ * Tiled images are refused by doing nothing. */
+ZOL_API void zolMpyRCPack2D(ZolImage* srcA, ZolImage* srcB, ZolImage* dst);
+
 /* ------------------------------------------------------------------ */
 /* Test image                                                           */
 /* ------------------------------------------------------------------ */
