@@ -510,6 +510,24 @@ ZOL_API void zolExchange(ZolImage* srcImage, ZolImage* dstImage);
 ZOL_API void zolRealFft2D(ZolImage* srcImage, ZolImage* dstImage, int flags);
 ZOL_API void zolCcsFft2D(ZolImage* srcImage, ZolImage* dstImage, int flags);
 
+/* The orthonormal cosine transform of the W x H source region (its ROI, or
+ * the whole image): forward F(v,u) = 2/sqrt(WH) c(u) c(v) sum f(y,x)
+ * cos((2x+1)u pi/2W) cos((2y+1)v pi/2H), c(0) = 1/sqrt 2, else 1; inverse
+ * its transpose. Depths 8U, 8S, 16U, 16S, 32S (the two may differ; 1U and
+ * 32F refused); equal nChannels, width, height and data order; both images
+ * with an ROI or neither, each inside its image; the destination region
+ * starts at its own ROI offsets with the source's size and must fit. A
+ * source coi selects one channel and the destination coi names the one
+ * written; otherwise all channels but alpha. In-place is refused.
+ * 4x4 and 8x8 blocks of depths up to 16 bits take 16-bit fixed point
+ * (16U above 32767 read as 32767; results saturate to 16 bits, then to
+ * the destination); all else single precision, rounded to nearest (ties
+ * to even) and saturated. flags & 3: 1 forward, 2 inverse, 0 or 3 nothing;
+ * ZOL_DCT_FREE releases the thread's tables only. A negative status left
+ * by an earlier call makes the call do nothing: clear it first. Lack of
+ * memory ends the call silently with the destination untouched. */
+ZOL_API void zolDCT2D(ZolImage* srcImage, ZolImage* dstImage, int flags);
+
 /* dst = srcA * srcB on packed spectra (the layout above), in the complex
  * sense: real elements (0,0), and for even sizes (W-1,0), (0,H-1),
  * (W-1,H-1), multiply as reals; every other element is half of a pair
