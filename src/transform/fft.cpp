@@ -212,6 +212,8 @@ struct FloatOps {
     using T = float;
     using C = Cplx;
     using Tw = Cplx;
+    // The butterfly at an eighth of the circle uses the constant itself.
+    static constexpr bool kEighth = true;
     static T add(T a, T b) { return a + b; }
     static T sub(T a, T b) { return a - b; }
     static T neg(T a) { return -a; }
@@ -251,6 +253,7 @@ struct FixOps {
     using T = int32_t;
     using C = CplxI;
     using Tw = FixTw;
+    static constexpr bool kEighth = false;
     static T add(T a, T b) { return wadd(a, b); }
     static T sub(T a, T b) { return wsub(a, b); }
     static T neg(T a) { return wsub(0, a); }
@@ -268,54 +271,121 @@ inline typename O::C csub(typename O::C a, typename O::C b) {
     return {O::sub(a.re, b.re), O::sub(a.im, b.im)};
 }
 
-// Complex transform of length 2^L, kernel exp(-2 pi i k n / M), in place,
-// output in bit-reversed order.
+// The radix-4 butterfly at position j of a group with quarter q; w1, w2,
+// w3 are w^j, w^2j, w^3j. Shared by the single transforms and the blocked
+// column pass so that both do the same operations in the same order.
+enum class Bf { None, Eighth, General };
+
+template <class O, Bf kind>
+inline void butterfly(typename O::C& pa, typename O::C& pb, typename O::C& pc, typename O::C& pd,
+                      const typename O::Tw& w1, const typename O::Tw& w2,
+                      const typename O::Tw& w3) {
+    using C = typename O::C;
+    const C a = pa, b = pb, c = pc, d = pd;
+    const C t0 = cadd<O>(a, c), t1 = csub<O>(a, c);
+    const C t2 = cadd<O>(b, d), t3 = csub<O>(b, d);
+    const C s0 = cadd<O>(t0, t2), s1 = csub<O>(t0, t2);
+    // t1 -/+ i t3
+    const C s2{O::add(t1.re, t3.im), O::sub(t1.im, t3.re)};
+    const C s3{O::sub(t1.re, t3.im), O::add(t1.im, t3.re)};
+    pa = s0;
+    if constexpr (kind == Bf::None) {
+        pb = s1, pc = s2, pd = s3;
+    } else if constexpr (kind == Bf::Eighth) {
+        pb = C{s1.im, -s1.re};
+        pc = O::mulEighth(s2);
+        pd = O::mulThreeEighths(s3);
+    } else {
+        pb = O::mul(s1, w2);
+        pc = O::mul(s2, w1);
+        pd = O::mul(s3, w3);
+    }
+}
+
+// The butterflies of one position j over n transforms side by side, the
+// k-th transform's elements at pa[k], pb[k] ...
+template <class O, Bf kind>
+void butterflies(typename O::C* pa, typename O::C* pb, typename O::C* pc, typename O::C* pd,
+                 int64_t n, const typename O::Tw* tw, int64_t j, int64_t step) {
+    const typename O::Tw w1 = tw[j * step], w2 = tw[2 * j * step], w3 = tw[3 * j * step];
+    for (int64_t k = 0; k < n; ++k) butterfly<O, kind>(pa[k], pb[k], pc[k], pd[k], w1, w2, w3);
+}
+
 template <class O>
-void radix4(typename O::C* x, int L, const typename O::Tw* tw) {
+void position(typename O::C* pa, typename O::C* pb, typename O::C* pc, typename O::C* pd,
+              int64_t n, const typename O::Tw* tw, int64_t j, int64_t q, int64_t step) {
+    if (j == 0) {
+        butterflies<O, Bf::None>(pa, pb, pc, pd, n, tw, 0, step);
+    } else {
+        if constexpr (O::kEighth)
+            if (2 * j == q) return butterflies<O, Bf::Eighth>(pa, pb, pc, pd, n, tw, j, step);
+        butterflies<O, Bf::General>(pa, pb, pc, pd, n, tw, j, step);
+    }
+}
+
+// Element i of a line of complex numbers whose elements lie stride
+// scalars apart.
+template <class O>
+inline typename O::C* elem(typename O::C* x, int64_t i, int64_t stride) {
+    return reinterpret_cast<typename O::C*>(reinterpret_cast<typename O::T*>(x) + i * stride);
+}
+
+// Complex transform of length 2^L, kernel exp(-2 pi i k n / M), in place,
+// output in bit-reversed order; n transforms side by side, element i of
+// transform k at elem(x, i, stride)[k].
+template <class O>
+void radix4(typename O::C* x, int L, const typename O::Tw* tw, int64_t n = 1, int64_t stride = 2) {
     using C = typename O::C;
     const int64_t m = int64_t(1) << L;
-    int64_t n = m;
-    for (; n >= 4; n >>= 2) {
-        const int64_t q = n / 4, step = m / n;
-        for (int64_t g = 0; g < m; g += n) {
-            C* p = x + g;
-            for (int64_t j = 0; j < q; ++j) {
-                const C a = p[j], b = p[j + q], c = p[j + 2 * q], d = p[j + 3 * q];
-                const C t0 = cadd<O>(a, c), t1 = csub<O>(a, c);
-                const C t2 = cadd<O>(b, d), t3 = csub<O>(b, d);
-                const C s0 = cadd<O>(t0, t2), s1 = csub<O>(t0, t2);
-                // t1 -/+ i t3
-                const C s2{O::add(t1.re, t3.im), O::sub(t1.im, t3.re)};
-                const C s3{O::sub(t1.re, t3.im), O::add(t1.im, t3.re)};
-                p[j] = s0;
-                if (j == 0) {
-                    p[j + q] = s1;
-                    p[j + 2 * q] = s2;
-                    p[j + 3 * q] = s3;
-                } else if constexpr (std::is_same_v<O, FloatOps>) {
-                    if (2 * j == q) {
-                        p[j + q] = C{s1.im, -s1.re};
-                        p[j + 2 * q] = O::mulEighth(s2);
-                        p[j + 3 * q] = O::mulThreeEighths(s3);
-                    } else {
-                        p[j + q] = O::mul(s1, tw[2 * j * step]);
-                        p[j + 2 * q] = O::mul(s2, tw[j * step]);
-                        p[j + 3 * q] = O::mul(s3, tw[3 * j * step]);
-                    }
-                } else {
-                    p[j + q] = O::mul(s1, tw[2 * j * step]);
-                    p[j + 2 * q] = O::mul(s2, tw[j * step]);
-                    p[j + 3 * q] = O::mul(s3, tw[3 * j * step]);
-                }
+    int64_t len = m;
+    for (; len >= 4; len >>= 2) {
+        const int64_t q = len / 4, step = m / len;
+        for (int64_t g = 0; g < m; g += len)
+            for (int64_t j = 0; j < q; ++j)
+                position<O>(elem<O>(x, g + j, stride), elem<O>(x, g + j + q, stride),
+                            elem<O>(x, g + j + 2 * q, stride), elem<O>(x, g + j + 3 * q, stride),
+                            n, tw, j, q, step);
+    }
+    if (len == 2) {
+        for (int64_t g = 0; g < m; g += 2) {
+            C* a = elem<O>(x, g, stride);
+            C* b = elem<O>(x, g + 1, stride);
+            for (int64_t k = 0; k < n; ++k) {
+                const C u = a[k], v = b[k];
+                a[k] = cadd<O>(u, v);
+                b[k] = csub<O>(u, v);
             }
         }
     }
-    if (n == 2) {
-        for (int64_t g = 0; g < m; g += 2) {
-            const C a = x[g], b = x[g + 1];
-            x[g] = cadd<O>(a, b);
-            x[g + 1] = csub<O>(a, b);
+}
+
+// Complex transforms of length 2^L in natural order down n columns side by
+// side, element i of column k at elem(x, i, stride)[k], in blocks of
+// columns that stay in cache. Each column gets exactly the operations of a
+// single transform.
+template <class O>
+void columnsFast(typename O::C* x, int64_t n, int64_t stride, int L, int sign,
+                 const typename O::Tw* tw, const int32_t* rev) {
+    using C = typename O::C;
+    constexpr int64_t kBlock = 32;
+    const int64_t m = int64_t(1) << L;
+    auto conj = [&](C* b, int64_t nb) {
+        for (int64_t i = 0; i < m; ++i) {
+            C* r = elem<O>(b, i, stride);
+            for (int64_t k = 0; k < nb; ++k) r[k].im = O::neg(r[k].im);
         }
+    };
+    for (int64_t c0 = 0; c0 < n; c0 += kBlock) {
+        const int64_t nb = std::min(kBlock, n - c0);
+        C* b = x + c0;
+        if (sign < 0) conj(b, nb);
+        radix4<O>(b, L, tw, nb, stride);
+        for (int64_t i = 0; i < m; ++i) {
+            const int64_t r = rev[i];
+            if (i < r) std::swap_ranges(elem<O>(b, i, stride), elem<O>(b, i, stride) + nb,
+                                        elem<O>(b, r, stride));
+        }
+        if (sign < 0) conj(b, nb);
     }
 }
 
@@ -812,70 +882,81 @@ void scaleLine(T* v, int n, const Call& c, const Descale& ds, float f) {
     }
 }
 
-// Real pixels to the packed spectrum, in two dimensions.
+// The number forms by sample type.
+template <class T>
+using OpsFor = std::conditional_t<std::is_same_v<T, float>, FloatOps, FixOps>;
+
+template <class T>
+const typename OpsFor<T>::Tw* twiddlesOf(const Dim& d) {
+    if constexpr (std::is_same_v<T, float>) return d.twFull;
+    else return d.twIFull;
+}
+
+// The column pass over a row-major W x H block: the real columns 0 and,
+// for even W, W-1 by the real transform (forward or inverse), the complex
+// columns (2k-1, 2k) by the complex transform, many at a time on the fast
+// way.
 template <class T, class C>
-void forward2D(const Call& c) {
+void columnPass(const Call& c, T* blk, bool toSpectrum) {
     const int W = c.W, H = c.H, K = (W & 1) ? (W - 1) / 2 : W / 2 - 1;
     T* line = static_cast<T*>(c.line);
     T* tmp = static_cast<T*>(c.tmp);
-    T* c0 = static_cast<T*>(c.block);
-    C* cols = reinterpret_cast<C*>(c0 + H);  // column k at cols + (k-1) H
-    T* c1 = c0 + H + 2 * int64_t(K) * H;
-    const bool fixed = std::is_same_v<T, int32_t>;
-    for (int y = 0; y < H; ++y) {
-        (fixed ? c.in->readI : c.in->readF)(c.src.at(0, y), c.src.xs, W, line);
-        realForward(line, c.dw, c.sign, tmp);
-        c0[y] = line[0];
-        for (int k = 1; k <= K; ++k) cols[int64_t(k - 1) * H + y] = C{line[2 * k - 1], line[2 * k]};
-        if (!(W & 1)) c1[y] = line[W - 1];
+    for (int x : {0, W - 1}) {
+        if (x == W - 1 && (W & 1)) break;
+        for (int y = 0; y < H; ++y) line[y] = blk[int64_t(y) * W + x];
+        if (toSpectrum) realForward(line, c.dh, c.sign, tmp);
+        else realInverse(line, c.dh, c.sign, tmp);
+        for (int y = 0; y < H; ++y) blk[int64_t(y) * W + x] = line[y];
     }
-    realForward(c0, c.dh, c.sign, tmp);
-    if (!(W & 1)) realForward(c1, c.dh, c.sign, tmp);
-    for (int k = 1; k <= K; ++k)
-        complexTransform(cols + int64_t(k - 1) * H, c.dh, c.sign, reinterpret_cast<C*>(tmp));
-    const float f = float(1.0 / (double(W) * double(H)));
-    const Descale ds = descaleFor(c, int64_t(W) * H, c.dw.pow2 && c.dh.pow2, c.dw.log + c.dh.log);
-    for (int y = 0; y < H; ++y) {
-        line[0] = c0[y];
-        for (int k = 1; k <= K; ++k) {
-            const C v = cols[int64_t(k - 1) * H + y];
-            line[2 * k - 1] = v.re;
-            line[2 * k] = v.im;
-        }
-        if (!(W & 1)) line[W - 1] = c1[y];
-        scaleLine(line, W, c, ds, f);
-        (fixed ? c.out->fixed : c.out->round)(c.dst.at(0, y), c.dst.xs, W, line);
+    if (K < 1) return;
+    C* cols = reinterpret_cast<C*>(blk + 1);
+    if (c.dh.fast) {
+        columnsFast<OpsFor<T>>(cols, K, W, c.dh.L, c.sign, twiddlesOf<T>(c.dh), c.dh.revFull);
+        return;
+    }
+    C* z = reinterpret_cast<C*>(line);
+    for (int k = 0; k < K; ++k) {
+        for (int y = 0; y < H; ++y) z[y] = elem<OpsFor<T>>(cols, y, W)[k];
+        complexTransform(z, c.dh, c.sign, reinterpret_cast<C*>(tmp));
+        for (int y = 0; y < H; ++y) elem<OpsFor<T>>(cols, y, W)[k] = z[y];
     }
 }
 
-// The packed spectrum to real pixels, in two dimensions.
+// Real pixels to the packed spectrum, in two dimensions: each row to its
+// packing in place in a row-major block, then the columns; the block is
+// then the packed layout row by row.
+template <class T, class C>
+void forward2D(const Call& c) {
+    const int W = c.W, H = c.H;
+    T* blk = static_cast<T*>(c.block);
+    T* tmp = static_cast<T*>(c.tmp);
+    const bool fixed = std::is_same_v<T, int32_t>;
+    for (int y = 0; y < H; ++y) {
+        T* row = blk + int64_t(y) * W;
+        (fixed ? c.in->readI : c.in->readF)(c.src.at(0, y), c.src.xs, W, row);
+        realForward(row, c.dw, c.sign, tmp);
+    }
+    columnPass<T, C>(c, blk, true);
+    const float f = float(1.0 / (double(W) * double(H)));
+    const Descale ds = descaleFor(c, int64_t(W) * H, c.dw.pow2 && c.dh.pow2, c.dw.log + c.dh.log);
+    for (int y = 0; y < H; ++y) {
+        T* row = blk + int64_t(y) * W;
+        scaleLine(row, W, c, ds, f);
+        (fixed ? c.out->fixed : c.out->round)(c.dst.at(0, y), c.dst.xs, W, row);
+    }
+}
+
+// The packed spectrum to real pixels, in two dimensions: all rows read
+// into the block, the columns, then each row unpacked and written.
 template <class T, class C>
 void inverse2D(const Call& c) {
-    const int W = c.W, H = c.H, K = (W & 1) ? (W - 1) / 2 : W / 2 - 1;
-    T* line = static_cast<T*>(c.line);
-    T* tmp = static_cast<T*>(c.tmp);
+    const int W = c.W, H = c.H;
     T* blk = static_cast<T*>(c.block);
+    T* tmp = static_cast<T*>(c.tmp);
     const bool fixed = std::is_same_v<T, int32_t>;
-    const LineRead rd = fixed ? c.in->readI : c.in->readF;
-    for (int x : {0, W - 1}) {
-        if (x == W - 1 && (W & 1)) break;
-        rd(c.src.at(x, 0), c.src.ys, H, line);
-        realInverse(line, c.dh, c.sign, tmp);
-        for (int y = 0; y < H; ++y) blk[int64_t(y) * W + x] = line[y];
-    }
-    C* z = reinterpret_cast<C*>(line);
-    T* half = tmp;  // H elements of the imaginary column
-    for (int k = 1; k <= K; ++k) {
-        const int x = 2 * k - 1;
-        rd(c.src.at(x, 0), c.src.ys, H, line + H);
-        rd(c.src.at(x + 1, 0), c.src.ys, H, half);
-        for (int y = 0; y < H; ++y) z[y] = C{line[H + y], half[y]};
-        complexTransform(z, c.dh, c.sign, reinterpret_cast<C*>(tmp));
-        for (int y = 0; y < H; ++y) {
-            blk[int64_t(y) * W + x] = z[y].re;
-            blk[int64_t(y) * W + x + 1] = z[y].im;
-        }
-    }
+    for (int y = 0; y < H; ++y)
+        (fixed ? c.in->readI : c.in->readF)(c.src.at(0, y), c.src.xs, W, blk + int64_t(y) * W);
+    columnPass<T, C>(c, blk, false);
     const float f = float(1.0 / (double(W) * double(H)));
     const Descale ds = descaleFor(c, int64_t(W) * H, c.dw.pow2 && c.dh.pow2, c.dw.log + c.dh.log);
     for (int y = 0; y < H; ++y) {
