@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <thread>
 
+#include "core/simd.h"
 #include "transform.h"
+#include "transform/fft.h"
 
 namespace {
 
@@ -254,6 +256,39 @@ TEST(Fft, TablesRetryAndManyLengths) {
     zolRealFft2D(src, dst, ZOL_FFT_FORWARD);
     EXPECT_TRUE(rec.none());
     EXPECT_EQ(ref.bytes(), dst.bytes());
+}
+
+// Every SIMD form this CPU runs gives the plain form's bytes, on column
+// blocks of every width around the vector and block sizes and on both
+// operations.
+TEST(Fft, SimdFormsEqualPlain) {
+    const zol::Form saved = zol::formCap();
+    kit::Recorder rec;
+    const Size sizes[] = {{64, 16}, {66, 32}, {4, 64}, {70, 12}, {256, 8}, {8, 4}};
+    for (int f = 0; f < zol::kForms; ++f) {
+        if (!zol::formRuns(zol::Form(f))) continue;
+        for (const Size s : sizes) {
+            Image src(ZOL_DEPTH_32F, 1, s.w, s.h), spec(ZOL_DEPTH_32F, 1, s.w, s.h);
+            Image back(ZOL_DEPTH_32F, 1, s.w, s.h);
+            tkit::fill(src, uint32_t(s.w), -999, 999);
+            std::vector<uint8_t> want[2];
+            for (int pass = 0; pass < 2; ++pass) {
+                zol::setFormCap(pass ? zol::Form(f) : zol::Form::Plain);
+                zolRealFft2D(src, spec, ZOL_FFT_FORWARD);
+                zolCcsFft2D(spec, back, ZOL_FFT_INVERSE);
+                if (pass == 0) {
+                    want[0] = spec.bytes();
+                    want[1] = back.bytes();
+                } else {
+                    EXPECT_EQ(zol::Form(f), zol::fft::fftForm());
+                    EXPECT_EQ(want[0], spec.bytes()) << zol::formName(zol::Form(f)) << " " << s.w;
+                    EXPECT_EQ(want[1], back.bytes()) << zol::formName(zol::Form(f)) << " " << s.w;
+                }
+            }
+        }
+    }
+    zol::setFormCap(saved);
+    EXPECT_TRUE(rec.none());
 }
 
 // Two threads at once on different lengths keep their own tables, which go

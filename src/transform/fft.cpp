@@ -311,9 +311,20 @@ void butterflies(typename O::C* pa, typename O::C* pb, typename O::C* pc, typena
     for (int64_t k = 0; k < n; ++k) butterfly<O, kind>(pa[k], pb[k], pc[k], pd[k], w1, w2, w3);
 }
 
+// The float butterflies go through the kernel table of the active form,
+// fetched once per call.
+thread_local const FftKernels* tKernels = nullptr;
+
 template <class O>
 void position(typename O::C* pa, typename O::C* pb, typename O::C* pc, typename O::C* pd,
               int64_t n, const typename O::Tw* tw, int64_t j, int64_t q, int64_t step) {
+    if constexpr (std::is_same_v<O, FloatOps>) {
+        const FftKernels& k = *tKernels;
+        if (j == 0) k.none(pa, pb, pc, pd, n);
+        else if (2 * j == q) k.eighth(pa, pb, pc, pd, n);
+        else k.general(pa, pb, pc, pd, n, tw[j * step], tw[2 * j * step], tw[3 * j * step]);
+        return;
+    }
     if (j == 0) {
         butterflies<O, Bf::None>(pa, pb, pc, pd, n, tw, 0, step);
     } else {
@@ -415,16 +426,39 @@ void complexFast(typename O::C* x, int L, int sign, const typename O::Tw* tw, co
 
 }  // namespace
 
+namespace plain {
+void bflyNone(Cplx* a, Cplx* b, Cplx* c, Cplx* d, int64_t n) {
+    for (int64_t k = 0; k < n; ++k) butterfly<FloatOps, Bf::None>(a[k], b[k], c[k], d[k], {}, {}, {});
+}
+void bflyEighth(Cplx* a, Cplx* b, Cplx* c, Cplx* d, int64_t n) {
+    for (int64_t k = 0; k < n; ++k) butterfly<FloatOps, Bf::Eighth>(a[k], b[k], c[k], d[k], {}, {}, {});
+}
+void bflyGeneral(Cplx* a, Cplx* b, Cplx* c, Cplx* d, int64_t n, Cplx w1, Cplx w2, Cplx w3) {
+    for (int64_t k = 0; k < n; ++k) butterfly<FloatOps, Bf::General>(a[k], b[k], c[k], d[k], w1, w2, w3);
+}
+}  // namespace plain
+
+namespace {
+FftKernels makeTable(Form form) {
+    FftKernels k{plain::bflyNone, plain::bflyEighth, plain::bflyGeneral};
+    fftSimd(form, k);
+    return k;
+}
+}  // namespace
+
+const FftKernels& fftKernels() { return tableForActiveForm(makeTable); }
+Form fftForm() { return activeForm(); }
+
 // ---------------------------------------------------------------------
 // One-dimensional transforms on a dimension the plan has prepared.
 
 namespace {
 
-// Forward real fast way, float: the row of n = 2M reals to its packing.
-void realFwdFast(float* x, const Dim& d, int sign) {
+// Forward real fast way, float: after the half-length complex transform
+// of the row viewed as n/2 complex numbers, the split to its packing.
+void splitPack(float* x, const Dim& d, int sign) {
     const int64_t n = d.n, m = n / 2;
     Cplx* z = reinterpret_cast<Cplx*>(x);
-    complexFast<FloatOps>(z, d.L - 1, sign, d.twHalf, d.revHalf);
     const float a = z[0].re, b = z[0].im;
     x[0] = a + b;
     const Cplx* T = d.split;
@@ -444,8 +478,14 @@ void realFwdFast(float* x, const Dim& d, int sign) {
     x[n - 1] = a - b;
 }
 
-// Packing to n reals (times n), float.
-void realInvFast(float* x, const Dim& d, int sign) {
+void realFwdFast(float* x, const Dim& d, int sign) {
+    complexFast<FloatOps>(reinterpret_cast<Cplx*>(x), d.L - 1, sign, d.twHalf, d.revHalf);
+    splitPack(x, d, sign);
+}
+
+// Packing to n reals (times n), float: the inverse split, which leaves the
+// half-length complex transform to do.
+void unpackSplit(float* x, const Dim& d, int sign) {
     const int64_t n = d.n, m = n / 2;
     const float a = x[0], b = x[n - 1];
     std::memmove(x + 2, x + 1, sizeof(float) * size_t(n - 2));
@@ -463,13 +503,16 @@ void realInvFast(float* x, const Dim& d, int sign) {
     h.re = 2.0f * h.re;
     h.im = sign > 0 ? 2.0f * h.im : -(2.0f * h.im);
     z[0] = Cplx{a + b, a - b};
-    complexFast<FloatOps>(z, d.L - 1, sign, d.twHalf, d.revHalf);
 }
 
-void realFwdFastI(int32_t* x, const Dim& d, int sign) {
+void realInvFast(float* x, const Dim& d, int sign) {
+    unpackSplit(x, d, sign);
+    complexFast<FloatOps>(reinterpret_cast<Cplx*>(x), d.L - 1, sign, d.twHalf, d.revHalf);
+}
+
+void splitPack(int32_t* x, const Dim& d, int sign) {
     const int64_t n = d.n, m = n / 2;
     CplxI* z = reinterpret_cast<CplxI*>(x);
-    complexFast<FixOps>(z, d.L - 1, sign, d.twIHalf, d.revHalf);
     const int32_t a = z[0].re, b = z[0].im;
     x[0] = wadd(a, b);
     for (int64_t k = 1; k < m / 2; ++k) {
@@ -489,7 +532,12 @@ void realFwdFastI(int32_t* x, const Dim& d, int sign) {
     x[n - 1] = wsub(a, b);
 }
 
-void realInvFastI(int32_t* x, const Dim& d, int sign) {
+void realFwdFastI(int32_t* x, const Dim& d, int sign) {
+    complexFast<FixOps>(reinterpret_cast<CplxI*>(x), d.L - 1, sign, d.twIHalf, d.revHalf);
+    splitPack(x, d, sign);
+}
+
+void unpackSplit(int32_t* x, const Dim& d, int sign) {
     const int64_t n = d.n, m = n / 2;
     const int32_t a = x[0], b = x[n - 1];
     std::memmove(x + 2, x + 1, sizeof(int32_t) * size_t(n - 2));
@@ -508,7 +556,11 @@ void realInvFastI(int32_t* x, const Dim& d, int sign) {
     h.re = wadd(h.re, h.re);
     h.im = sign > 0 ? wadd(h.im, h.im) : wsub(0, wadd(h.im, h.im));
     z[0] = CplxI{wadd(a, b), wsub(a, b)};
-    complexFast<FixOps>(z, d.L - 1, sign, d.twIHalf, d.revHalf);
+}
+
+void realInvFastI(int32_t* x, const Dim& d, int sign) {
+    unpackSplit(x, d, sign);
+    complexFast<FixOps>(reinterpret_cast<CplxI*>(x), d.L - 1, sign, d.twIHalf, d.revHalf);
 }
 
 // Direct sums, float: products and sums in extended precision. tmp holds
@@ -842,6 +894,7 @@ struct Call {
     void* block;  // W * H elements (+ 2 H for the direct columns)
     void* line;   // max(W, H) + 2 elements, a real line or H complex numbers
     void* tmp;    // scratch of the direct sums
+    void* group;  // kRows rows side by side
 };
 
 // The descaling of the fixed route's results, by the shift s with
@@ -892,6 +945,33 @@ const typename OpsFor<T>::Tw* twiddlesOf(const Dim& d) {
     else return d.twIFull;
 }
 
+template <class T>
+const typename OpsFor<T>::Tw* halfTwiddlesOf(const Dim& d) {
+    if constexpr (std::is_same_v<T, float>) return d.twHalf;
+    else return d.twIHalf;
+}
+
+constexpr int kRows = 16;
+
+// The half-length complex transforms of nr <= kRows rows of the block at
+// once: each row, viewed as W/2 complex numbers, is interleaved into grp
+// (element n of row r at n nr + r), transformed side by side with exactly
+// the operations of a single transform, and put back.
+template <class T, class C>
+void rowsComplex(const Call& c, T* rows, int nr, C* grp) {
+    const int64_t m = c.W / 2;
+    for (int r = 0; r < nr; ++r) {
+        const C* z = reinterpret_cast<const C*>(rows + int64_t(r) * c.W);
+        for (int64_t n = 0; n < m; ++n) grp[n * nr + r] = z[n];
+    }
+    columnsFast<OpsFor<T>>(grp, nr, 2 * nr, c.dw.L - 1, c.sign, halfTwiddlesOf<T>(c.dw),
+                           c.dw.revHalf);
+    for (int r = 0; r < nr; ++r) {
+        C* z = reinterpret_cast<C*>(rows + int64_t(r) * c.W);
+        for (int64_t n = 0; n < m; ++n) z[n] = grp[n * nr + r];
+    }
+}
+
 // The column pass over a row-major W x H block: the real columns 0 and,
 // for even W, W-1 by the real transform (forward or inverse), the complex
 // columns (2k-1, 2k) by the complex transform, many at a time on the fast
@@ -931,10 +1011,16 @@ void forward2D(const Call& c) {
     T* blk = static_cast<T*>(c.block);
     T* tmp = static_cast<T*>(c.tmp);
     const bool fixed = std::is_same_v<T, int32_t>;
-    for (int y = 0; y < H; ++y) {
-        T* row = blk + int64_t(y) * W;
-        (fixed ? c.in->readI : c.in->readF)(c.src.at(0, y), c.src.xs, W, row);
-        realForward(row, c.dw, c.sign, tmp);
+    for (int y = 0; y < H; ++y)
+        (fixed ? c.in->readI : c.in->readF)(c.src.at(0, y), c.src.xs, W, blk + int64_t(y) * W);
+    for (int y0 = 0; y0 < H; y0 += kRows) {
+        const int nr = std::min(kRows, H - y0);
+        T* rows = blk + int64_t(y0) * W;
+        if (c.dw.fast) rowsComplex<T, C>(c, rows, nr, static_cast<C*>(c.group));
+        for (int r = 0; r < nr; ++r) {
+            if (c.dw.fast) splitPack(rows + int64_t(r) * W, c.dw, c.sign);
+            else realForward(rows + int64_t(r) * W, c.dw, c.sign, tmp);
+        }
     }
     columnPass<T, C>(c, blk, true);
     const float f = float(1.0 / (double(W) * double(H)));
@@ -959,9 +1045,17 @@ void inverse2D(const Call& c) {
     columnPass<T, C>(c, blk, false);
     const float f = float(1.0 / (double(W) * double(H)));
     const Descale ds = descaleFor(c, int64_t(W) * H, c.dw.pow2 && c.dh.pow2, c.dw.log + c.dh.log);
+    for (int y0 = 0; y0 < H; y0 += kRows) {
+        const int nr = std::min(kRows, H - y0);
+        T* rows = blk + int64_t(y0) * W;
+        for (int r = 0; r < nr; ++r) {
+            if (c.dw.fast) unpackSplit(rows + int64_t(r) * W, c.dw, c.sign);
+            else realInverse(rows + int64_t(r) * W, c.dw, c.sign, tmp);
+        }
+        if (c.dw.fast) rowsComplex<T, C>(c, rows, nr, static_cast<C*>(c.group));
+    }
     for (int y = 0; y < H; ++y) {
         T* row = blk + int64_t(y) * W;
-        realInverse(row, c.dw, c.sign, tmp);
         scaleLine(row, W, c, ds, f);
         (fixed ? c.out->fixed : c.out->trunc)(c.dst.at(0, y), c.dst.xs, W, row);
     }
@@ -1013,7 +1107,8 @@ bool prepare(ZolThreadContext* ctx, Call& call) {
     call.block = workBuffer(c, kind, e * size_t(int64_t(call.W) * call.H + 2 * int64_t(call.H)));
     call.line = workBuffer(c, kind, e * size_t(2 * mx + 2));
     call.tmp = workBuffer(c, kind, e * size_t(2 * mx + 2));
-    return call.block && call.line && call.tmp;
+    call.group = workBuffer(c, kind, e * size_t(kRows) * size_t(call.W + 2));
+    return call.block && call.line && call.tmp && call.group;
 }
 
 int channelsOf(const ZolImage* im) {
@@ -1027,6 +1122,7 @@ void transform(const char* name, ZolImage* src, ZolImage* dst, int flags, bool t
         freeAll(ctx);
         return;
     }
+    tKernels = &fftKernels();
     auto fail = [&](int status, const char* context, int line = __builtin_LINE()) {
         report(status, name, context, __builtin_FILE(), line);
     };

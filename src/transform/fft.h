@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#include "core/simd.h"
+
 namespace zol {
 namespace fft {
 
@@ -46,6 +48,32 @@ void complexTransform(Cplx* z, const Dim& d, int sign, Cplx* tmp);
 void realForward(int32_t* x, const Dim& d, int sign, int32_t* tmp);
 void realInverse(int32_t* x, const Dim& d, int sign, int32_t* tmp);
 void complexTransform(CplxI* z, const Dim& d, int sign, CplxI* tmp);
+
+// The radix-4 butterflies of the float route at one position of a stage,
+// over n transforms side by side: element k of each of the four runs
+// belongs to transform k. The butterfly without twiddles (position 0), the
+// one at an eighth of the circle (constant 0.7071067781186547), and the
+// general one with the twiddles w1, w2, w3 of the position.
+using BflyFn = void (*)(Cplx* a, Cplx* b, Cplx* c, Cplx* d, int64_t n);
+using BflyTwFn = void (*)(Cplx* a, Cplx* b, Cplx* c, Cplx* d, int64_t n, Cplx w1, Cplx w2,
+                          Cplx w3);
+
+struct FftKernels {
+    BflyFn none, eighth;
+    BflyTwFn general;
+};
+
+namespace plain {
+void bflyNone(Cplx* a, Cplx* b, Cplx* c, Cplx* d, int64_t n);
+void bflyEighth(Cplx* a, Cplx* b, Cplx* c, Cplx* d, int64_t n);
+void bflyGeneral(Cplx* a, Cplx* b, Cplx* c, Cplx* d, int64_t n, Cplx w1, Cplx w2, Cplx w3);
+}  // namespace plain
+
+// The table for the active form, and the form it was made for.
+const FftKernels& fftKernels();
+Form fftForm();
+// Lets the SIMD form override the entries it covers (fft_simd.cpp).
+void fftSimd(Form form, FftKernels& k);
 
 }  // namespace fft
 }  // namespace zol
