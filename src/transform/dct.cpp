@@ -118,13 +118,64 @@ void smallInverse(float* x) {
     for (int n = 0; n < N; ++n) x[n] = float(r[n]);
 }
 
+// The eight-point kernels by their even/odd halves: the even outputs are
+// the four-point transform of the mirrored sums, the odd ones a 4x4 matrix
+// on the differences.
+struct Eight {
+    double c[8];   // cos(k pi / 16)
+    double m[4][4];  // cos((2i+1)(2k+1) pi / 16)
+    Eight() {
+        for (int k = 0; k < 8; ++k) c[k] = std::cos(k * kPi / 16.0);
+        for (int k = 0; k < 4; ++k)
+            for (int i = 0; i < 4; ++i) m[k][i] = std::cos((2 * i + 1) * (2 * k + 1) * kPi / 16.0);
+    }
+};
+const Eight& eight() {
+    static const Eight e;
+    return e;
+}
+
+void forward8(float* x) {
+    const Eight& e = eight();
+    double a[4], b[4];
+    for (int i = 0; i < 4; ++i) {
+        a[i] = double(x[i]) + x[7 - i];
+        b[i] = double(x[i]) - x[7 - i];
+    }
+    // Four points: cos(pi/8) = c[2], cos(3pi/8) = c[6], cos(pi/4) = c[4].
+    const double s0 = a[0] + a[3], s1 = a[1] + a[2], d0 = a[0] - a[3], d1 = a[1] - a[2];
+    x[0] = float(s0 + s1);
+    x[4] = float((s0 - s1) * e.c[4]);
+    x[2] = float(d0 * e.c[2] + d1 * e.c[6]);
+    x[6] = float(d0 * e.c[6] - d1 * e.c[2]);
+    for (int k = 0; k < 4; ++k)
+        x[2 * k + 1] = float(b[0] * e.m[k][0] + b[1] * e.m[k][1] + b[2] * e.m[k][2] +
+                             b[3] * e.m[k][3]);
+}
+
+void inverse8(float* x) {
+    const Eight& e = eight();
+    const double X0 = x[0], X2 = x[2], X4 = x[4], X6 = x[6];
+    const double s0 = X0 + X4 * e.c[4], s1 = X0 - X4 * e.c[4];
+    const double d0 = X2 * e.c[2] + X6 * e.c[6], d1 = X2 * e.c[6] - X6 * e.c[2];
+    const double ev[4] = {s0 + d0, s1 + d1, s1 - d1, s0 - d0};
+    double od[4];
+    for (int i = 0; i < 4; ++i)
+        od[i] = double(x[1]) * e.m[0][i] + double(x[3]) * e.m[1][i] + double(x[5]) * e.m[2][i] +
+                double(x[7]) * e.m[3][i];
+    for (int i = 0; i < 4; ++i) {
+        x[i] = float(ev[i] + od[i]);
+        x[7 - i] = float(ev[i] - od[i]);
+    }
+}
+
 // Fast way for a power of two; tmp holds N floats.
 void fastForward(float* x, int N, const double* const* sec, float* tmp) {
     switch (N) {
         case 1: return;
         case 2: return smallForward<2>(x);
         case 4: return smallForward<4>(x);
-        case 8: return smallForward<8>(x);
+        case 8: return forward8(x);
         default: break;
     }
     const int h = N / 2;
@@ -152,7 +203,7 @@ void fastInverse(float* x, int N, const double* const* sec, float* tmp) {
         case 1: return;
         case 2: return smallInverse<2>(x);
         case 4: return smallInverse<4>(x);
-        case 8: return smallInverse<8>(x);
+        case 8: return inverse8(x);
         default: break;
     }
     const int h = N / 2;
@@ -304,11 +355,20 @@ bool passRows(ZolThreadContext* ctx, float* blk, float* out, int w, int h, bool 
     } else if (!(C = cosines(ctx, w))) {
         return false;
     }
-    for (int y = 0; y < h; ++y) {
-        float* r = blk + int64_t(y) * w;
-        if (C) (fwd ? directForward : directInverse)(r, w, C, tmp);
-        else (fwd ? fastForward : fastInverse)(r, w, sec, tmp);
-        for (int x = 0; x < w; ++x) out[int64_t(x) * h + y] = r[x];
+    // Rows in groups, so that the transposed stores fill whole cache lines.
+    constexpr int kGroup = 16;
+    for (int y0 = 0; y0 < h; y0 += kGroup) {
+        const int n = std::min(kGroup, h - y0);
+        for (int y = y0; y < y0 + n; ++y) {
+            float* r = blk + int64_t(y) * w;
+            if (C) (fwd ? directForward : directInverse)(r, w, C, tmp);
+            else (fwd ? fastForward : fastInverse)(r, w, sec, tmp);
+        }
+        for (int x = 0; x < w; ++x) {
+            float* o = out + int64_t(x) * h + y0;
+            const float* in = blk + int64_t(y0) * w + x;
+            for (int r = 0; r < n; ++r) o[r] = in[int64_t(r) * w];
+        }
     }
     return true;
 }
@@ -326,10 +386,10 @@ void scaleBlock(float* blk, int W, int H, double s) {
 // The 8x8 block: rows and columns by the constant kernel.
 void block8(float* b, bool fwd) {
     float col[8];
-    for (int y = 0; y < 8; ++y) (fwd ? smallForward<8> : smallInverse<8>)(b + 8 * y);
+    for (int y = 0; y < 8; ++y) (fwd ? forward8 : inverse8)(b + 8 * y);
     for (int x = 0; x < 8; ++x) {
         for (int y = 0; y < 8; ++y) col[y] = b[8 * y + x];
-        (fwd ? smallForward<8> : smallInverse<8>)(col);
+        (fwd ? forward8 : inverse8)(col);
         for (int y = 0; y < 8; ++y) b[8 * y + x] = col[y];
     }
 }
