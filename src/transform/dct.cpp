@@ -418,12 +418,16 @@ bool floatChannel(ZolThreadContext* ctx, const Job& j, float* blk, float* tmp) {
 
 struct FixMatrix {
     int32_t m[8][8];
+    // Built from the left half and mirrored, so that the even rows are
+    // symmetric and the odd ones antisymmetric exactly: the sums by halves
+    // below then equal the full products.
     explicit FixMatrix(int N) {
         for (int k = 0; k < N; ++k)
-            for (int n = 0; n < N; ++n) {
+            for (int n = 0; n < N / 2; ++n) {
                 const double c = (k ? std::sqrt(2.0 / N) : std::sqrt(1.0 / N)) *
                                  std::cos((2 * n + 1) * k * kPi / (2.0 * N));
                 m[k][n] = int32_t(std::lround(c * 32768.0));
+                m[k][N - 1 - n] = (k & 1) ? -m[k][n] : m[k][n];
             }
     }
 };
@@ -431,24 +435,45 @@ struct FixMatrix {
 inline int32_t round15(int64_t v) { return int32_t((v + 16384) >> 15); }
 inline int16_t sat16(int32_t v) { return int16_t(std::min(std::max(v, -32768), 32767)); }
 
+// One line of N values at stride st through the matrix (forward) or its
+// transpose (inverse), each output the exact sum rounded once.
+template <int N, class In, class Out>
+inline void fixedLine(const In* x, ptrdiff_t st, Out* y, ptrdiff_t so, const FixMatrix& M,
+                      bool fwd) {
+    constexpr int h = N / 2;
+    if (fwd) {
+        int64_t a[h], b[h];
+        for (int i = 0; i < h; ++i) {
+            a[i] = int64_t(x[i * st]) + x[(N - 1 - i) * st];
+            b[i] = int64_t(x[i * st]) - x[(N - 1 - i) * st];
+        }
+        for (int k = 0; k < N; ++k) {
+            const int64_t* v = (k & 1) ? b : a;
+            int64_t s = 0;
+            for (int i = 0; i < h; ++i) s += v[i] * M.m[k][i];
+            y[k * so] = Out(round15(s));
+        }
+    } else {
+        for (int n = 0; n < h; ++n) {
+            int64_t e = 0, o = 0;
+            for (int k = 0; k < N; k += 2) e += int64_t(x[k * st]) * M.m[k][n];
+            for (int k = 1; k < N; k += 2) o += int64_t(x[k * st]) * M.m[k][n];
+            y[n * so] = Out(round15(e + o));
+            y[(N - 1 - n) * so] = Out(round15(e - o));
+        }
+    }
+}
+
 template <int N>
 void fixedBlock(const int16_t* in, int16_t* out, bool fwd) {
     static const FixMatrix M(N);
-    int32_t mid[N][N];
-    // Rows: mid[y][k] = sum_n in[y][n] M(k, n) (or its transpose).
-    for (int y = 0; y < N; ++y)
-        for (int k = 0; k < N; ++k) {
-            int64_t a = 0;
-            for (int n = 0; n < N; ++n)
-                a += int64_t(in[y * N + n]) * (fwd ? M.m[k][n] : M.m[n][k]);
-            mid[y][k] = round15(a);
-        }
-    for (int x = 0; x < N; ++x)
-        for (int k = 0; k < N; ++k) {
-            int64_t a = 0;
-            for (int n = 0; n < N; ++n) a += int64_t(mid[n][x]) * (fwd ? M.m[k][n] : M.m[n][k]);
-            out[k * N + x] = sat16(round15(a));
-        }
+    int32_t mid[N * N];
+    for (int y = 0; y < N; ++y) fixedLine<N>(in + y * N, 1, mid + y * N, 1, M, fwd);
+    int32_t col[N];
+    for (int x = 0; x < N; ++x) {
+        fixedLine<N>(mid + x, N, col, 1, M, fwd);
+        for (int k = 0; k < N; ++k) out[k * N + x] = sat16(col[k]);
+    }
 }
 
 void fixedChannel(const Job& j, int16_t* words) {
