@@ -115,6 +115,8 @@ TEST(Fft, FixedRouteExactValues) {
         // Length 2 takes no shift: 1/2 by float, ties to even.
         {2, 1, ZOL_FFT_INVERSE, {5, 0}, {2, 2}},
         {2, 1, ZOL_FFT_INVERSE, {7, 0}, {4, 4}},
+        // In two dimensions a length of 2 takes the shift: 1.5 -> 1, not 2.
+        {2, 2, ZOL_FFT_INVERSE, {6, 0, 0, 0}, {1, 1, 1, 1}},
     };
     for (const Case& c : cases) {
         Image src(ZOL_DEPTH_32S, 1, c.w, c.h), dst(ZOL_DEPTH_32S, 1, c.w, c.h);

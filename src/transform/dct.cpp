@@ -401,7 +401,7 @@ bool floatChannel(ZolThreadContext* ctx, const Job& j, float* blk, float* tmp) {
     if (!j.forward) scaleBlock(blk, W, H, s);
     if (W == 8 && H == 8) {
         block8(blk, j.forward);
-    } else if (W * H > 1) {
+    } else if (int64_t(W) * H > 1) {
         float* other = blk + int64_t(W) * H;
         if (!passRows(ctx, blk, other, W, H, j.forward, tmp)) return false;
         if (!passRows(ctx, other, blk, H, W, j.forward, tmp)) return false;

@@ -567,6 +567,17 @@ void realInvFastI(int32_t* x, const Dim& d, int sign) {
 // n elements of the output's type.
 using LD = long double;
 
+// Extended-precision scratch after the first elements of tmp, aligned.
+template <class P>
+LD* wideScratch(P* p) {
+    constexpr uintptr_t kAlign = alignof(LD);
+    const uintptr_t a = (reinterpret_cast<uintptr_t>(p) + kAlign - 1) & ~(kAlign - 1);
+    return reinterpret_cast<LD*>(a);
+}
+
+// The samples n and N-n meet the same cosine and opposite sines, so each
+// sum runs over their sum and difference, formed exactly in extended
+// precision: half the products.
 void realFwdDirect(float* x, const Dim& d, int sign, float* tmp) {
     const int n = d.n;
     const Cplx* t = d.dirF;
@@ -575,16 +586,21 @@ void realFwdDirect(float* x, const Dim& d, int sign, float* tmp) {
         s0 += LD(x[i]);
         sh += (i & 1) ? -LD(x[i]) : LD(x[i]);
     }
-    tmp[0] = float(s0);
     const int K = (n & 1) ? (n - 1) / 2 : n / 2 - 1;
+    LD* ps = wideScratch(tmp + n);
+    for (int i = 1; i <= n / 2; ++i) {
+        ps[2 * i - 2] = LD(x[i]) + (i == n - i ? 0.0L : LD(x[n - i]));
+        ps[2 * i - 1] = LD(x[i]) - (i == n - i ? LD(x[i]) : LD(x[n - i]));
+    }
+    tmp[0] = float(s0);
     for (int k = 1; k <= K; ++k) {
-        LD re = 0.0L, im = 0.0L;
+        LD re = LD(x[0]), im = 0.0L;
         int idx = 0;
-        for (int i = 0; i < n; ++i) {
-            re += LD(x[i]) * LD(t[idx].re);
-            im += LD(x[i]) * LD(t[idx].im);
+        for (int i = 1; i <= n / 2; ++i) {
             idx += k;
             if (idx >= n) idx -= n;
+            re += ps[2 * i - 2] * LD(t[idx].re);
+            im += ps[2 * i - 1] * LD(t[idx].im);
         }
         tmp[2 * k - 1] = float(re);
         tmp[2 * k] = float(sign > 0 ? im : -im);
@@ -615,18 +631,33 @@ void realInvDirect(float* x, const Dim& d, int sign, float* tmp) {
     std::memcpy(x, tmp, sizeof(float) * size_t(n));
 }
 
+// Pairs n and N-n as in the real sum: w^(v(N-n)) is the conjugate of
+// w^(vn).
 void complexDirect(Cplx* z, const Dim& d, int sign, Cplx* tmp) {
     const int n = d.n;
     const Cplx* t = d.dirF;
+    // Sums and differences of the pairs, exact in extended precision.
+    LD* ps = wideScratch(tmp + n);
+    const int h = n / 2;
+    for (int i = 1; i <= h; ++i) {
+        const bool mid = i == n - i;
+        const LD mr = mid ? 0.0L : LD(z[n - i].re), mi = mid ? 0.0L : LD(z[n - i].im);
+        ps[4 * i - 4] = LD(z[i].re) + mr;
+        ps[4 * i - 3] = LD(z[i].im) + mi;
+        ps[4 * i - 2] = LD(z[i].re) - mr;
+        ps[4 * i - 1] = LD(z[i].im) - mi;
+    }
     for (int k = 0; k < n; ++k) {
-        LD re = 0.0L, im = 0.0L;
+        LD re = LD(z[0].re), im = LD(z[0].im);
         int idx = 0;
-        for (int i = 0; i < n; ++i) {
-            const LD c = t[idx].re, s = sign > 0 ? LD(t[idx].im) : -LD(t[idx].im);
-            re += LD(z[i].re) * c - LD(z[i].im) * s;
-            im += LD(z[i].re) * s + LD(z[i].im) * c;
+        for (int i = 1; i <= h; ++i) {
             idx += k;
             if (idx >= n) idx -= n;
+            const LD c = t[idx].re, s = sign > 0 ? LD(t[idx].im) : -LD(t[idx].im);
+            const LD* p = ps + 4 * (i - 1);
+            // (a + b) c - (ai - bi) s, (ai + bi) c + (a - b) s
+            re += p[0] * c - p[3] * s;
+            im += p[1] * c + p[2] * s;
         }
         tmp[k] = Cplx{float(re), float(im)};
     }
@@ -1106,7 +1137,8 @@ bool prepare(ZolThreadContext* ctx, Call& call) {
     const int64_t mx = std::max(call.W, call.H);
     call.block = workBuffer(c, kind, e * size_t(int64_t(call.W) * call.H + 2 * int64_t(call.H)));
     call.line = workBuffer(c, kind, e * size_t(2 * mx + 2));
-    call.tmp = workBuffer(c, kind, e * size_t(2 * mx + 2));
+    // 2 n scalars, then 2 n + 4 extended values for the direct sums.
+    call.tmp = workBuffer(c, kind, e * size_t(2 * mx + 2) + sizeof(long double) * size_t(2 * mx + 6));
     call.group = workBuffer(c, kind, e * size_t(kRows) * size_t(call.W + 2));
     return call.block && call.line && call.tmp && call.group;
 }
