@@ -534,8 +534,8 @@ ZOL_API void zolDCT2D(ZolImage* srcImage, ZolImage* dstImage, int flags);
  * (re, im), along y in column 0 and, for even W, column W-1, along x in
  * every row elsewhere. Depths 8S, 16S, 32S, 32F, equal in all three (8U,
  * 16U, 1U sources: -17). 8S and 16S form products and sums in 32 bits
- * (wrapping) and clamp to the depth; 32S keeps the low 32 bits; 32F works
- * in extended precision and rounds once to single precision. No scaling.
+ * (wrapping) and clamp to the depth; 32S keeps the low 32 bits; 32F forms
+ * each result exactly and rounds it once to single precision. No scaling.
  * W, H: the smallest of the three regions; each image from its own corner;
  * channels of the coi or all but alpha, in step; all three images are
  * addressed in srcA's data order. Any image may also be the destination.

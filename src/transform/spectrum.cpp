@@ -1,7 +1,10 @@
 // The product of two packed spectra, element by element in the complex
 // sense: with the Fourier pair it makes circular convolution.
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
+#include <cstring>
+#include <type_traits>
 
 #include "core/image.h"
 #include "core/messages.h"
@@ -12,7 +15,7 @@ namespace zol {
 namespace {
 
 // Products by depth: 8S and 16S in 32 bits then clamped, 32S wrapping,
-// 32F in extended precision rounded once at the store.
+// 32F exactly, rounded once to single precision at the store.
 template <class S>
 struct Arith;
 
@@ -40,13 +43,30 @@ struct Arith<int32_t> {
 };
 template <>
 struct Arith<float> {
-    using W = long double;
+    using W = double;  // a product of two floats is exact here
     static W load(const float* p) { return W(*p); }
     static W mul(W a, W b) { return a * b; }
-    static W add(W a, W b) { return a + b; }
-    static W sub(W a, W b) { return a - b; }
     static float store(W v) { return float(v); }
 };
+
+// p + q rounded once to single precision: the double sum is made
+// round-to-odd from its exact error, which leaves the final rounding to
+// float the only one.
+inline float roundOnce(double p, double q) {
+    double s = p + q;
+    if (!std::isfinite(s)) return float(s);
+    const double bq = s - p;
+    const double e = (p - (s - bq)) + (q - bq);
+    if (e != 0.0) {
+        uint64_t bits;
+        std::memcpy(&bits, &s, 8);
+        if (!(bits & 1)) {
+            bits += ((e > 0) == (s > 0)) ? 1 : uint64_t(-1);
+            std::memcpy(&s, &bits, 8);
+        }
+    }
+    return float(s);
+}
 
 struct View {
     char* base;
@@ -63,21 +83,36 @@ struct Product {
     void real(int x, int y) const {
         *at(d, x, y) = A::store(A::mul(A::load(at(a, x, y)), A::load(at(b, x, y))));
     }
-    // The pair (x0, y0) real part, (x1, y1) imaginary part. Both results
-    // are formed before either is stored, so any image may be the output.
+    // A pair: real parts at the first pointers, imaginary at the second.
+    // Both results are formed before either is stored, so any image may
+    // be the output.
+    static void pairAt(const S* par, const S* pai, const S* pbr, const S* pbi, S* pdr, S* pdi) {
+        const auto ar = A::load(par), ai = A::load(pai), br = A::load(pbr), bi = A::load(pbi);
+        if constexpr (std::is_same_v<S, float>) {
+            const float dr = roundOnce(ar * br, -(ai * bi)), di = roundOnce(ai * br, ar * bi);
+            *pdr = dr;
+            *pdi = di;
+        } else {
+            const auto dr = A::sub(A::mul(ar, br), A::mul(ai, bi));
+            const auto di = A::add(A::mul(ai, br), A::mul(ar, bi));
+            *pdr = A::store(dr);
+            *pdi = A::store(di);
+        }
+    }
     void pair(int x0, int y0, int x1, int y1) const {
-        const auto ar = A::load(at(a, x0, y0)), ai = A::load(at(a, x1, y1));
-        const auto br = A::load(at(b, x0, y0)), bi = A::load(at(b, x1, y1));
-        const auto dr = A::sub(A::mul(ar, br), A::mul(ai, bi));
-        const auto di = A::add(A::mul(ai, br), A::mul(ar, bi));
-        *at(d, x0, y0) = A::store(dr);
-        *at(d, x1, y1) = A::store(di);
+        pairAt(at(a, x0, y0), at(a, x1, y1), at(b, x0, y0), at(b, x1, y1), at(d, x0, y0),
+               at(d, x1, y1));
     }
     // Pairs along x: columns (1, 2), (3, 4) ... short of the last column of
     // an even width, which holds the real frequency W/2.
     void rowPairs(int y, int W) const {
         const int end = (W & 1) ? W : W - 1;
-        for (int x = 1; x < end; x += 2) pair(x, y, x + 1, y);
+        const S *pa = at(a, 1, y), *pb = at(b, 1, y);
+        S* pd = at(d, 1, y);
+        const ptrdiff_t sa = a.xs / ptrdiff_t(sizeof(S)), sb = b.xs / ptrdiff_t(sizeof(S)),
+                        sd = d.xs / ptrdiff_t(sizeof(S));
+        for (int x = 1; x < end; x += 2, pa += 2 * sa, pb += 2 * sb, pd += 2 * sd)
+            pairAt(pa, pa + sa, pb, pb + sb, pd, pd + sd);
     }
     // Row 0, the row pairs with the pairs of the edge columns, the last row.
     void run(int W, int H) const {
