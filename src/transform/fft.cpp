@@ -383,7 +383,11 @@ void columnsFast(typename O::C* x, int64_t n, int64_t stride, int L, int sign,
     auto conj = [&](C* b, int64_t nb) {
         for (int64_t i = 0; i < m; ++i) {
             C* r = elem<O>(b, i, stride);
-            for (int64_t k = 0; k < nb; ++k) r[k].im = O::neg(r[k].im);
+            if constexpr (std::is_same_v<O, FloatOps>) {
+                tKernels->conj(r, nb);
+            } else {
+                for (int64_t k = 0; k < nb; ++k) r[k].im = O::neg(r[k].im);
+            }
         }
     };
     for (int64_t c0 = 0; c0 < n; c0 += kBlock) {
@@ -436,11 +440,14 @@ void bflyEighth(Cplx* a, Cplx* b, Cplx* c, Cplx* d, int64_t n) {
 void bflyGeneral(Cplx* a, Cplx* b, Cplx* c, Cplx* d, int64_t n, Cplx w1, Cplx w2, Cplx w3) {
     for (int64_t k = 0; k < n; ++k) butterfly<FloatOps, Bf::General>(a[k], b[k], c[k], d[k], w1, w2, w3);
 }
+void conj(Cplx* z, int64_t n) {
+    for (int64_t k = 0; k < n; ++k) z[k].im = -z[k].im;
+}
 }  // namespace plain
 
 namespace {
 FftKernels makeTable(Form form) {
-    FftKernels k{plain::bflyNone, plain::bflyEighth, plain::bflyGeneral};
+    FftKernels k{plain::bflyNone, plain::bflyEighth, plain::bflyGeneral, plain::conj};
     fftSimd(form, k);
     return k;
 }

@@ -58,15 +58,20 @@ using BflyFn = void (*)(Cplx* a, Cplx* b, Cplx* c, Cplx* d, int64_t n);
 using BflyTwFn = void (*)(Cplx* a, Cplx* b, Cplx* c, Cplx* d, int64_t n, Cplx w1, Cplx w2,
                           Cplx w3);
 
+// Negates the imaginary parts of n complex numbers.
+using ConjFn = void (*)(Cplx* z, int64_t n);
+
 struct FftKernels {
     BflyFn none, eighth;
     BflyTwFn general;
+    ConjFn conj;
 };
 
 namespace plain {
 void bflyNone(Cplx* a, Cplx* b, Cplx* c, Cplx* d, int64_t n);
 void bflyEighth(Cplx* a, Cplx* b, Cplx* c, Cplx* d, int64_t n);
 void bflyGeneral(Cplx* a, Cplx* b, Cplx* c, Cplx* d, int64_t n, Cplx w1, Cplx w2, Cplx w3);
+void conj(Cplx* z, int64_t n);
 }  // namespace plain
 
 // The table for the active form, and the form it was made for.

@@ -91,9 +91,19 @@ void run(Cplx* a, Cplx* b, Cplx* c, Cplx* e, int64_t n, Cplx w1, Cplx w2, Cplx w
 void none(Cplx* a, Cplx* b, Cplx* c, Cplx* d, int64_t n) { run<0>(a, b, c, d, n, {}, {}, {}); }
 void eighth(Cplx* a, Cplx* b, Cplx* c, Cplx* d, int64_t n) { run<1>(a, b, c, d, n, {}, {}, {}); }
 
+void conj(Cplx* z, int64_t n) {
+    const D d;
+    const int64_t per = int64_t(hn::Lanes(d) / 2);
+    const auto odd = signMask<true>(d);
+    int64_t i = 0;
+    for (; i + per <= n; i += per) hn::StoreU(hn::Xor(hn::LoadU(d, &z[i].re), odd), d, &z[i].re);
+    if (i < n) fft::plain::conj(z + i, n - i);
+}
+
 }  // namespace
 
 void fillFft(fft::FftKernels& k) {
+    k.conj = conj;
     k.none = none;
     k.eighth = eighth;
     k.general = run<2>;
