@@ -261,23 +261,24 @@ TEST(Fft, TablesRetryAndManyLengths) {
 }
 
 // Every SIMD form this CPU runs gives the plain form's bytes, on column
-// blocks of every width around the vector and block sizes and on both
-// operations.
+// blocks of every width around the vector and block sizes, both operations
+// and both routes (32F takes the float route whatever the flag).
 TEST(Fft, SimdFormsEqualPlain) {
     const zol::Form saved = zol::formCap();
     kit::Recorder rec;
     const Size sizes[] = {{64, 16}, {66, 32}, {4, 64}, {70, 12}, {256, 8}, {8, 4}};
     for (int f = 0; f < zol::kForms; ++f) {
         if (!zol::formRuns(zol::Form(f))) continue;
-        for (const Size s : sizes) {
-            Image src(ZOL_DEPTH_32F, 1, s.w, s.h), spec(ZOL_DEPTH_32F, 1, s.w, s.h);
-            Image back(ZOL_DEPTH_32F, 1, s.w, s.h);
+        for (const Size s : sizes)
+            for (int depth : {ZOL_DEPTH_32F, ZOL_DEPTH_32S}) {
+            Image src(depth, 1, s.w, s.h), spec(depth, 1, s.w, s.h);
+            Image back(depth, 1, s.w, s.h);
             tkit::fill(src, uint32_t(s.w), -999, 999);
             std::vector<uint8_t> want[2];
             for (int pass = 0; pass < 2; ++pass) {
                 zol::setFormCap(pass ? zol::Form(f) : zol::Form::Plain);
-                zolRealFft2D(src, spec, ZOL_FFT_FORWARD);
-                zolCcsFft2D(spec, back, ZOL_FFT_INVERSE);
+                zolRealFft2D(src, spec, ZOL_FFT_FORWARD | ZOL_FFT_USE_INT);
+                zolCcsFft2D(spec, back, ZOL_FFT_INVERSE | ZOL_FFT_USE_INT);
                 if (pass == 0) {
                     want[0] = spec.bytes();
                     want[1] = back.bytes();

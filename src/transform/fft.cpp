@@ -302,17 +302,9 @@ inline void butterfly(typename O::C& pa, typename O::C& pb, typename O::C& pc, t
     }
 }
 
-// The butterflies of one position j over n transforms side by side, the
-// k-th transform's elements at pa[k], pb[k] ...
-template <class O, Bf kind>
-void butterflies(typename O::C* pa, typename O::C* pb, typename O::C* pc, typename O::C* pd,
-                 int64_t n, const typename O::Tw* tw, int64_t j, int64_t step) {
-    const typename O::Tw w1 = tw[j * step], w2 = tw[2 * j * step], w3 = tw[3 * j * step];
-    for (int64_t k = 0; k < n; ++k) butterfly<O, kind>(pa[k], pb[k], pc[k], pd[k], w1, w2, w3);
-}
-
-// The float butterflies go through the kernel table of the active form,
-// fetched once per call.
+// The butterflies of one position j of a stage over n transforms side by
+// side go through the kernel table of the active form, fetched once per
+// call.
 thread_local const FftKernels* tKernels = nullptr;
 
 template <class O>
@@ -324,13 +316,10 @@ void position(typename O::C* pa, typename O::C* pb, typename O::C* pc, typename 
         else if (2 * j == q) k.eighth(pa, pb, pc, pd, n);
         else k.general(pa, pb, pc, pd, n, tw[j * step], tw[2 * j * step], tw[3 * j * step]);
         return;
-    }
-    if (j == 0) {
-        butterflies<O, Bf::None>(pa, pb, pc, pd, n, tw, 0, step);
     } else {
-        if constexpr (O::kEighth)
-            if (2 * j == q) return butterflies<O, Bf::Eighth>(pa, pb, pc, pd, n, tw, j, step);
-        butterflies<O, Bf::General>(pa, pb, pc, pd, n, tw, j, step);
+        const FftKernels& k = *tKernels;
+        if (j == 0) k.noneI(pa, pb, pc, pd, n);
+        else k.generalI(pa, pb, pc, pd, n, tw[j * step], tw[2 * j * step], tw[3 * j * step]);
     }
 }
 
@@ -443,11 +432,20 @@ void bflyGeneral(Cplx* a, Cplx* b, Cplx* c, Cplx* d, int64_t n, Cplx w1, Cplx w2
 void conj(Cplx* z, int64_t n) {
     for (int64_t k = 0; k < n; ++k) z[k].im = -z[k].im;
 }
+void bflyNoneI(CplxI* a, CplxI* b, CplxI* c, CplxI* d, int64_t n) {
+    for (int64_t k = 0; k < n; ++k) butterfly<FixOps, Bf::None>(a[k], b[k], c[k], d[k], {}, {}, {});
+}
+void bflyGeneralI(CplxI* a, CplxI* b, CplxI* c, CplxI* d, int64_t n, FixTw w1, FixTw w2,
+                  FixTw w3) {
+    for (int64_t k = 0; k < n; ++k)
+        butterfly<FixOps, Bf::General>(a[k], b[k], c[k], d[k], w1, w2, w3);
+}
 }  // namespace plain
 
 namespace {
 FftKernels makeTable(Form form) {
-    FftKernels k{plain::bflyNone, plain::bflyEighth, plain::bflyGeneral, plain::conj};
+    FftKernels k{plain::bflyNone,  plain::bflyEighth,   plain::bflyGeneral,
+                 plain::conj,      plain::bflyNoneI,    plain::bflyGeneralI};
     fftSimd(form, k);
     return k;
 }

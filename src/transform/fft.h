@@ -60,11 +60,17 @@ using BflyTwFn = void (*)(Cplx* a, Cplx* b, Cplx* c, Cplx* d, int64_t n, Cplx w1
 
 // Negates the imaginary parts of n complex numbers.
 using ConjFn = void (*)(Cplx* z, int64_t n);
+// The fixed route's butterflies without twiddles and with them.
+using BflyIFn = void (*)(CplxI* a, CplxI* b, CplxI* c, CplxI* d, int64_t n);
+using BflyITwFn = void (*)(CplxI* a, CplxI* b, CplxI* c, CplxI* d, int64_t n, FixTw w1,
+                           FixTw w2, FixTw w3);
 
 struct FftKernels {
     BflyFn none, eighth;
     BflyTwFn general;
     ConjFn conj;
+    BflyIFn noneI;
+    BflyITwFn generalI;
 };
 
 namespace plain {
@@ -72,6 +78,9 @@ void bflyNone(Cplx* a, Cplx* b, Cplx* c, Cplx* d, int64_t n);
 void bflyEighth(Cplx* a, Cplx* b, Cplx* c, Cplx* d, int64_t n);
 void bflyGeneral(Cplx* a, Cplx* b, Cplx* c, Cplx* d, int64_t n, Cplx w1, Cplx w2, Cplx w3);
 void conj(Cplx* z, int64_t n);
+void bflyNoneI(CplxI* a, CplxI* b, CplxI* c, CplxI* d, int64_t n);
+void bflyGeneralI(CplxI* a, CplxI* b, CplxI* c, CplxI* d, int64_t n, FixTw w1, FixTw w2,
+                  FixTw w3);
 }  // namespace plain
 
 // The table for the active form, and the form it was made for.

@@ -91,6 +91,62 @@ void run(Cplx* a, Cplx* b, Cplx* c, Cplx* e, int64_t n, Cplx w1, Cplx w2, Cplx w
 void none(Cplx* a, Cplx* b, Cplx* c, Cplx* d, int64_t n) { run<0>(a, b, c, d, n, {}, {}, {}); }
 void eighth(Cplx* a, Cplx* b, Cplx* c, Cplx* d, int64_t n) { run<1>(a, b, c, d, n, {}, {}, {}); }
 
+// The fixed route: int32 lanes, sums that wrap, twiddle products from the
+// halves of each sample as the plain form makes them.
+using DI = hn::ScalableTag<int32_t>;
+using fft::CplxI;
+using fft::FixTw;
+
+// a times (c + i s): per lane lo(a) t1 + lo(swap a) t2, shifted by 13,
+// plus (hi(a) t1 + hi(swap a) t2) times 4, with t1 = (c, c), t2 = (-s, s).
+HWY_INLINE hn::Vec<DI> mulTwI(DI d, hn::Vec<DI> a, const FixTw& w) {
+    const auto t1 = hn::Set(d, int32_t(w.c));
+    const auto t2 = hn::OddEven(hn::Set(d, int32_t(w.s)), hn::Set(d, int32_t(w.ns)));
+    const auto sw = hn::Reverse2(d, a);
+    const auto mask = hn::Set(d, 0xFFFF);
+    const auto loA = hn::ShiftRight<1>(hn::And(a, mask)), loS = hn::ShiftRight<1>(hn::And(sw, mask));
+    const auto hiA = hn::ShiftRight<16>(a), hiS = hn::ShiftRight<16>(sw);
+    const auto lo = hn::ShiftRight<13>(hn::Add(hn::Mul(loA, t1), hn::Mul(loS, t2)));
+    const auto hi = hn::Add(hn::Mul(hiA, t1), hn::Mul(hiS, t2));
+    return hn::Add(lo, hn::ShiftLeft<2>(hi));
+}
+
+template <bool tw>
+void runI(CplxI* a, CplxI* b, CplxI* c, CplxI* e, int64_t n, FixTw w1, FixTw w2, FixTw w3) {
+    const DI d;
+    const int64_t per = int64_t(hn::Lanes(d) / 2);
+    int64_t i = 0;
+    for (; i + per <= n; i += per) {
+        int32_t *pa = &a[i].re, *pb = &b[i].re, *pc = &c[i].re, *pd = &e[i].re;
+        const auto va = hn::LoadU(d, pa), vb = hn::LoadU(d, pb), vc = hn::LoadU(d, pc),
+                   ve = hn::LoadU(d, pd);
+        const auto t0 = hn::Add(va, vc), t1 = hn::Sub(va, vc);
+        const auto t2 = hn::Add(vb, ve), t3 = hn::Sub(vb, ve);
+        const auto u = hn::Reverse2(d, t3);  // (t3.im, t3.re)
+        const auto plus = hn::Add(t1, u), minus = hn::Sub(t1, u);
+        const auto s2 = hn::OddEven(minus, plus);  // (t1.re + t3.im, t1.im - t3.re)
+        const auto s3 = hn::OddEven(plus, minus);  // (t1.re - t3.im, t1.im + t3.re)
+        hn::StoreU(hn::Add(t0, t2), d, pa);
+        if constexpr (tw) {
+            hn::StoreU(mulTwI(d, hn::Sub(t0, t2), w2), d, pb);
+            hn::StoreU(mulTwI(d, s2, w1), d, pc);
+            hn::StoreU(mulTwI(d, s3, w3), d, pd);
+        } else {
+            hn::StoreU(hn::Sub(t0, t2), d, pb);
+            hn::StoreU(s2, d, pc);
+            hn::StoreU(s3, d, pd);
+        }
+    }
+    if (i < n) {
+        if constexpr (tw) fft::plain::bflyGeneralI(a + i, b + i, c + i, e + i, n - i, w1, w2, w3);
+        else fft::plain::bflyNoneI(a + i, b + i, c + i, e + i, n - i);
+    }
+}
+
+void noneI(CplxI* a, CplxI* b, CplxI* c, CplxI* d, int64_t n) {
+    runI<false>(a, b, c, d, n, {}, {}, {});
+}
+
 void conj(Cplx* z, int64_t n) {
     const D d;
     const int64_t per = int64_t(hn::Lanes(d) / 2);
@@ -104,6 +160,8 @@ void conj(Cplx* z, int64_t n) {
 
 void fillFft(fft::FftKernels& k) {
     k.conj = conj;
+    k.noneI = noneI;
+    k.generalI = runI<true>;
     k.none = none;
     k.eighth = eighth;
     k.general = run<2>;
