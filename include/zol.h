@@ -503,9 +503,14 @@ ZOL_API void zolExchange(ZolImage* srcImage, ZolImage* dstImage);
  * sizes scale by 1/N in single precision, rounded to even), values in
  * (-2^s, 0) becoming 0, then clamped to the depth (32S copied).
  * The thread keeps its tables and buffers until ZOL_FFT_FREE or its exit.
- * Faults: -5 for the flags and images (see the contexts in docs), -4 "No
- * working memory" for memory and for an empty region; an alpha-only channel
- * set returns silently. Untouched: the destination outside W x H, its alpha
+ * ZOL_FFT_FREE is honoured before anything else. Faults, in this order,
+ * each -5 with the failed condition as its context: no direction, both
+ * directions, both routes, then per image (source first) NULL ("srcImage==0"),
+ * the header check (its status, "Incorrect Image"), an alpha channel that
+ * is not the last, depth 1U, no pixels in memory; then the coi rules and the
+ * channel counts. An alpha-only channel set returns silently; memory that
+ * cannot be had (after one retry with emptied tables) and an empty region
+ * are -4 "No working memory". Untouched: the destination outside W x H, its alpha
  * channel and channels outside the set. */
 ZOL_API void zolRealFft2D(ZolImage* srcImage, ZolImage* dstImage, int flags);
 ZOL_API void zolCcsFft2D(ZolImage* srcImage, ZolImage* dstImage, int flags);
