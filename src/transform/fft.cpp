@@ -927,7 +927,7 @@ struct Call {
     int sign;
     bool normalise;
     bool fixed;
-    void* block;  // W * H elements (+ 2 H for the direct columns)
+    void* block;  // W * H elements, row-major
     void* line;   // max(W, H) + 2 elements, a real line or H complex numbers
     void* tmp;    // scratch of the direct sums
     void* group;  // kRows rows side by side
@@ -1140,7 +1140,7 @@ bool prepare(ZolThreadContext* ctx, Call& call) {
     const int kind = call.fixed ? 0 : 1;
     const size_t e = 4;  // both element types are 32-bit
     const int64_t mx = std::max(call.W, call.H);
-    call.block = workBuffer(c, kind, e * size_t(int64_t(call.W) * call.H + 2 * int64_t(call.H)));
+    call.block = workBuffer(c, kind, e * size_t(int64_t(call.W) * call.H));
     call.line = workBuffer(c, kind, e * size_t(2 * mx + 2));
     // 2 n scalars, then 2 n + 4 extended values for the direct sums.
     call.tmp = workBuffer(c, kind, e * size_t(2 * mx + 2) + sizeof(long double) * size_t(2 * mx + 6));
