@@ -460,6 +460,94 @@ ZOL_API void zolSetFP(ZolImage* image, float fillValue);
 ZOL_API void zolExchange(ZolImage* srcImage, ZolImage* dstImage);
 
 /* ------------------------------------------------------------------ */
+/* Fourier transform, cosine transform, spectrum product                */
+/* ------------------------------------------------------------------ */
+
+/* Flags of zolRealFft2D and zolCcsFft2D; other bits are ignored. */
+#define ZOL_FFT_FORWARD   1   /* kernel exp(-2 pi i (ux/W + vy/H)), never scaled */
+#define ZOL_FFT_INVERSE   2   /* kernel exp(+2 pi i (...)), divided by W*H */
+#define ZOL_FFT_NO_SCALE  4   /* no division by W*H on the inverse */
+#define ZOL_FFT_USE_INT   16  /* 32-bit fixed point, 6 fractional bits (not with 32F) */
+#define ZOL_FFT_USE_FLOAT 32  /* single precision (also the default route) */
+#define ZOL_FFT_FREE      128 /* release the thread's tables and buffers only */
+
+/* Flags of zolDCT2D. The two low bits are one field: 1 forward, 2 inverse,
+ * 0 and 3 do nothing after the checks. */
+#define ZOL_DCT_FORWARD     1
+#define ZOL_DCT_INVERSE     2
+#define ZOL_DCT_FREE        8  /* release the thread's tables only */
+#define ZOL_DCT_WORK_IN_SRC 16 /* 16S planes without ROI: the source is scratch */
+
+/* The packed spectrum of a real W x H image (W, H the common region):
+ * column 0 holds the transform over y of horizontal frequency 0 in the
+ * one-dimensional packing (row 0 F(0,0); rows 2m-1, 2m Re and Im of F(m,0);
+ * for even H row H-1 F(H/2,0)); for even W column W-1 the same for u = W/2;
+ * columns 2k-1 and 2k (k = 1 .. (W-1)/2, or W/2-1 for even W) Re and Im of
+ * F(y,k) for every row y in natural order. H = 1 or W = 1: the packing of
+ * the single row or column.
+ *
+ * zolRealFft2D: real pixels to the packed spectrum. zolCcsFft2D: a packed
+ * spectrum to real pixels. Both take the direction from flags. Depths 8U,
+ * 8S, 16U, 16S, 32S, 32F in each image, independently; pixel or plane order
+ * in each. W and H are the smaller of the two regions' sizes (ROIs cut at
+ * the image edges), each image from its own corner; the channels are those
+ * of the coi or all but alpha, in step. srcImage may be dstImage.
+ * Float route: a power-of-two length of at least 4 runs a fast transform,
+ * any other the direct sum in extended precision. Writing to an integer
+ * depth: the two-dimensional spectrum rounds to nearest (ties to even) and
+ * saturates; every other output (one-dimensional shapes, all of
+ * zolCcsFft2D) saturates then truncates toward zero; NaN gives 0. 32F gets
+ * the floats unchanged. Fixed route (ZOL_FFT_USE_INT, no 32F image): samples
+ * times 64, 32-bit sums that wrap, 14-bit twiddles; results are shifted back
+ * by 6 (and by log2 of the size when normalising a power-of-two size; other
+ * sizes scale by 1/N in single precision, rounded to even), values in
+ * (-2^s, 0) becoming 0, then clamped to the depth (32S copied).
+ * The thread keeps its tables and buffers until ZOL_FFT_FREE or its exit.
+ * ZOL_FFT_FREE is honoured before anything else. Faults, in this order,
+ * each -5 with the failed condition as its context: no direction, both
+ * directions, both routes, then per image (source first) NULL ("srcImage==0"),
+ * the header check (its status, "Incorrect Image"), an alpha channel that
+ * is not the last, depth 1U, no pixels in memory; then the coi rules and the
+ * channel counts. An alpha-only channel set returns silently; memory that
+ * cannot be had (after one retry with emptied tables) and an empty region
+ * are -4 "No working memory". Untouched: the destination outside W x H, its alpha
+ * channel and channels outside the set. */
+ZOL_API void zolRealFft2D(ZolImage* srcImage, ZolImage* dstImage, int flags);
+ZOL_API void zolCcsFft2D(ZolImage* srcImage, ZolImage* dstImage, int flags);
+
+/* The orthonormal cosine transform of the W x H source region (its ROI, or
+ * the whole image): forward F(v,u) = 2/sqrt(WH) c(u) c(v) sum f(y,x)
+ * cos((2x+1)u pi/2W) cos((2y+1)v pi/2H), c(0) = 1/sqrt 2, else 1; inverse
+ * its transpose. Depths 8U, 8S, 16U, 16S, 32S (the two may differ; 1U and
+ * 32F refused); equal nChannels, width, height and data order; both images
+ * with an ROI or neither, each inside its image; the destination region
+ * starts at its own ROI offsets with the source's size and must fit. A
+ * source coi selects one channel and the destination coi names the one
+ * written; otherwise all channels but alpha. In-place is refused.
+ * 4x4 and 8x8 blocks of depths up to 16 bits take 16-bit fixed point
+ * (16U above 32767 read as 32767; results saturate to 16 bits, then to
+ * the destination); all else single precision, rounded to nearest (ties
+ * to even) and saturated. flags & 3: 1 forward, 2 inverse, 0 or 3 nothing;
+ * ZOL_DCT_FREE releases the thread's tables only. A negative status left
+ * by an earlier call makes the call do nothing: clear it first. Lack of
+ * memory ends the call silently with the destination untouched. */
+ZOL_API void zolDCT2D(ZolImage* srcImage, ZolImage* dstImage, int flags);
+
+/* dst = srcA * srcB on packed spectra (the layout above), in the complex
+ * sense: real elements (0,0), and for even sizes (W-1,0), (0,H-1),
+ * (W-1,H-1), multiply as reals; every other element is half of a pair
+ * (re, im), along y in column 0 and, for even W, column W-1, along x in
+ * every row elsewhere. Depths 8S, 16S, 32S, 32F, equal in all three (8U,
+ * 16U, 1U sources: -17). 8S and 16S form products and sums in 32 bits
+ * (wrapping) and clamp to the depth; 32S keeps the low 32 bits; 32F forms
+ * each result exactly and rounds it once to single precision. No scaling.
+ * W, H: the smallest of the three regions; each image from its own corner;
+ * channels of the coi or all but alpha, in step; all three images are
+ * addressed in srcA's data order. Any image may also be the destination.
+ * Tiled images are refused by doing nothing. */
+ZOL_API void zolMpyRCPack2D(ZolImage* srcA, ZolImage* srcB, ZolImage* dst);
+
+/* ------------------------------------------------------------------ */
 /* Test image                                                           */
 /* ------------------------------------------------------------------ */
 

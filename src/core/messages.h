@@ -156,6 +156,52 @@ inline constexpr const char kJaehneNoHeader[] =
 inline constexpr const char kJaehneNoData[] =
     "Not enough memory to allocate imageData for ImageJaehne";
 
+// Fourier and cosine transforms, spectrum product.
+inline constexpr const char kRealFft2D[] = "zolRealFft2D";
+inline constexpr const char kCcsFft2D[] = "zolCcsFft2D";
+inline constexpr const char kDCT2D[] = "zolDCT2D";
+inline constexpr const char kMpyRCPack2D[] = "zolMpyRCPack2D";
+inline constexpr const char kFftNoDirection[] = "(flags & 1) == 0 && (flags & 2 ) == 0";
+inline constexpr const char kFftTwoDirections[] = "(flags & 1) != 0 && (flags & 2 ) != 0";
+inline constexpr const char kFftTwoRoutes[] = "(flags & 32) != 0 && (flags & 16 ) != 0";
+inline constexpr const char kFftSrcAlpha[] =
+    "srcImage->alphaChannel > 0 && srcImage->alphaChannel != srcImage->nChannels";
+inline constexpr const char kFftDstAlpha[] =
+    "dstImage->alphaChannel > 0 && dstImage->alphaChannel != dstImage->nChannels";
+inline constexpr const char kFftSrcDepth1[] = "srcImage->depth == 1";
+inline constexpr const char kFftDstDepth1[] = "dstImage->depth == 1";
+inline constexpr const char kFftSrcData[] = "srcImage->imageData == ((void*)(0))";
+inline constexpr const char kFftDstData[] = "dstImage->imageData == ((void*)(0))";
+inline constexpr const char kFftDstCoiNoSrcRoi[] = "dstImage->roi->coi > 0 && srcImage->roi == 0";
+inline constexpr const char kFftDstCoiSrcNoCoi[] =
+    "dstImage->roi->coi > 0 && srcImage->roi->coi == 0";
+inline constexpr const char kFftSrcCoiNoDstRoi[] = "srcImage->roi->coi > 0 && dstImage->roi == 0";
+inline constexpr const char kFftSrcCoiDstNoCoi[] =
+    "srcImage->roi->coi > 0 && dstImage->roi->coi == 0";
+inline constexpr const char kFftChannels[] =
+    "(srcImage->nChannels - (srcImage->alphaChannel != 0)) != "
+    "(dstImage->nChannels - (dstImage->alphaChannel != 0))";
+inline constexpr const char kFftInputData[] = "Error in input data";
+inline constexpr const char kFftNoMemory[] = "No working memory";
+inline constexpr const char kDctSrcNull[] = "src==0";
+inline constexpr const char kDctDstNull[] = "dst==0";
+inline constexpr const char kDctInPlace[] = "\nFunction does not support inplace operation";
+inline constexpr const char kDct1U[] = "\nImages with 1u depth are not processed";
+inline constexpr const char kDct32F[] = "\nImages with 32F depth are not processed, sorry";
+inline constexpr const char kDctAlpha[] = "\nAlpha channel may be 0 or equal to number of channels";
+inline constexpr const char kDctAlphaCoi[] =
+    "\nBad combination of alpha, COI and number of channels";
+inline constexpr const char kDctCompatible[] = "Images are not compatible";
+inline constexpr const char kMpyDepth[] = "srcA->depth || srcB->depth == 8U||16U||1U";
+inline constexpr const char kMpyDepthAB[] = "(srcA->depth != srcB->depth)";
+inline constexpr const char kMpyDepthDst[] = "(srcA->depth != dst->depth)";
+inline constexpr const char kMpyAlphaA[] = "srcA->alphaChannel";
+inline constexpr const char kMpyAlphaB[] = "srcB->alphaChannel";
+inline constexpr const char kMpyAlphaD[] = "dst->alphaChannel";
+inline constexpr const char kMpyCoiA[] = "srcA-roi->coi";
+inline constexpr const char kMpyCoiB[] = "srcB-roi->coi";
+inline constexpr const char kMpyCoiD[] = "dst-roi->coi";
+
 // Reporting.
 inline constexpr const char kUnknown[] = "<unknown>";
 inline constexpr const char kUnknownStatus[] = "Unknown error or status code";
