@@ -1,0 +1,430 @@
+// zolDecimate: reduction with positions in 1/256 pixel, and the only
+// area-averaging route. Its rounding is its own: linear weights of 8 bits
+// on q = p - 1 with ((v >> 15) + 1) >> 1, cubic in extended precision cut
+// toward zero, area with fractional edge weights.
+#include <algorithm>
+#include <climits>
+#include <cmath>
+#include <cstring>
+
+#include "core/border.h"
+#include "core/image.h"
+#include "core/messages.h"
+#include "core/rect.h"
+#include "core/report.h"
+
+namespace zol {
+namespace {
+
+constexpr int kNN = ZOL_INTER_NN, kLinear = ZOL_INTER_LINEAR, kCubic = ZOL_INTER_CUBIC,
+              kSuper = ZOL_INTER_SUPER;
+
+struct DecChans {
+    int first, n;
+};
+
+// nChannels less alpha; a coi counts 1 if it lies within that, else 0.
+DecChans decChans(const ZolImage* im) {
+    const int count = im->nChannels - (im->alphaChannel ? 1 : 0);
+    const int coi = im->roi ? im->roi->coi : 0;
+    if (coi > 0) return {coi - 1, coi <= count ? 1 : 0};
+    return {0, count};
+}
+
+struct Dec {
+    ZolImage* src;
+    ZolImage* dst;
+    int mode;
+    bool xWhole, yWhole;
+    int64_t xStep, yStep, x0, y0;
+    int outW, outH;
+    DecChans cs, cd;
+    ownRect rs, rd;
+};
+
+// The source samples of a piece: image pixel (x, y), clamped to the
+// image, lies at (x - bx, y - by) of the block.
+struct Block {
+    const uint8_t* data;
+    ptrdiff_t step, plane;
+    int bx, by, W, H;
+};
+
+// The Lagrange cubic through a, b, c, d at r - 1 .. r + 2, at t in [0, 1).
+inline long double lagrange(long double a, long double b, long double c, long double d,
+                            long double t) {
+    const long double P = (d - a) + 3 * (b - c);
+    const long double R = 3 * (a + c) - 6 * b;
+    const long double Q = ((-2 * a - 3 * b) + 6 * c) - d;
+    const long double t2 = t * t, t3 = t2 * t;
+    return (((P * t3 + R * t2) + Q * t) + 6 * b) * 0.1666666716337204L;
+}
+
+template <class T>
+inline T cutClamp(long double v) {
+    const long double hi = sizeof(T) == 1 ? 255.0L : 65535.0L;
+    const long double t = std::trunc(v);
+    return T(t < 0 ? 0 : (t > hi ? hi : t));
+}
+
+// Reads of one channel of the block, clamped to the image.
+template <class T>
+struct Reader {
+    const uint8_t* base;  // the channel's first element in the block
+    ptrdiff_t step;
+    int pix, bx, by, W, H;
+    unsigned operator()(int64_t x, int64_t y) const {
+        x = std::clamp<int64_t>(x, 0, W - 1);
+        y = std::clamp<int64_t>(y, 0, H - 1);
+        T v;
+        std::memcpy(&v, base + (y - by) * step + (x - bx) * pix * ptrdiff_t(sizeof(T)), sizeof v);
+        return v;
+    }
+};
+
+struct BitReader {
+    const uint8_t* base;
+    ptrdiff_t step;
+    int bx, by, W, H;
+    unsigned operator()(int64_t x, int64_t y) const {
+        x = std::clamp<int64_t>(x, 0, W - 1);
+        y = std::clamp<int64_t>(y, 0, H - 1);
+        return unsigned(bitAt(base + (y - by) * step, x - bx));
+    }
+};
+
+// The kernels on one position (px, py); S reads a sample.
+template <class S>
+unsigned linearAlongX(const S& s, int64_t px, int64_t py) {
+    const int64_t row = py >> 8;
+    if (px == 0) return s(0, row);
+    const int64_t q = px - 1, r = q >> 8;
+    const unsigned f = unsigned(q & 255);
+    const uint32_t v = (256 - f) * s(r, row) + f * s(r + 1, row);
+    return ((v >> 7) + 1) >> 1;
+}
+template <class S>
+unsigned linearAlongY(const S& s, int64_t px, int64_t py) {
+    const int64_t col = px >> 8;
+    if (py == 0) return s(col, 0);
+    const int64_t q = py - 1, r = q >> 8;
+    const unsigned f = unsigned(q & 255);
+    const uint32_t v = (256 - f) * s(col, r) + f * s(col, r + 1);
+    return ((v >> 7) + 1) >> 1;
+}
+template <class S>
+unsigned linearBoth(const S& s, int64_t px, int64_t py) {
+    if (py == 0) return linearAlongX(s, px, py);
+    if (px == 0) return linearAlongY(s, px, py);
+    const int64_t qx = px - 1, rx = qx >> 8, qy = py - 1, ry = qy >> 8;
+    const unsigned fx = unsigned(qx & 255), fy = unsigned(qy & 255);
+    auto h = [&](int64_t row) { return (256 - fx) * s(rx, row) + fx * s(rx + 1, row); };
+    // A 16-bit sum reaches 32 bits; unsigned arithmetic keeps the low 16
+    // bits of the result as the signed form does.
+    const uint32_t v = (256 - fy) * h(ry) + fy * h(ry + 1);
+    return ((v >> 15) + 1) >> 1;
+}
+
+template <class T, class S>
+T cubicAlongX(const S& s, int64_t px, int64_t py) {
+    const int64_t row = py >> 8;
+    if (px == 0) return T(s(0, row));
+    const int64_t q = px - 1, r = q >> 8;
+    const long double t = (q & 255) * 0.00390625L;
+    return cutClamp<T>(lagrange(s(r - 1, row), s(r, row), s(r + 1, row), s(r + 2, row), t));
+}
+template <class T, class S>
+T cubicAlongY(const S& s, int64_t px, int64_t py) {
+    const int64_t col = px >> 8;
+    if (py == 0) return T(s(col, 0));
+    const int64_t q = py - 1, r = q >> 8;
+    const long double t = (q & 255) * 0.00390625L;
+    return cutClamp<T>(lagrange(s(col, r - 1), s(col, r), s(col, r + 1), s(col, r + 2), t));
+}
+template <class T, class S>
+T cubicBoth(const S& s, int64_t px, int64_t py) {
+    if (py == 0) return cubicAlongX<T>(s, px, py);
+    if (px == 0) return cubicAlongY<T>(s, px, py);
+    const int64_t qx = px - 1, rx = qx >> 8, qy = py - 1, ry = qy >> 8;
+    const long double tx = (qx & 255) * 0.00390625L, ty = (qy & 255) * 0.00390625L;
+    long double v[4];
+    for (int k = 0; k < 4; ++k) {
+        const int64_t row = ry - 1 + k;
+        v[k] = lagrange(s(rx - 1, row), s(rx, row), s(rx + 1, row), s(rx + 2, row), tx);
+    }
+    return cutClamp<T>(lagrange(v[0], v[1], v[2], v[3], ty));
+}
+
+// The weighted sum of the box at (px, py) of xStep x yStep position units:
+// inner samples count 256, edges their weights, corners the product of two
+// weights over 256 (cut, as integers; exact in the double form).
+template <bool Exact, class S>
+auto areaSum(const S& s, int64_t px, int64_t py, int64_t xStep, int64_t yStep) {
+    using Acc = std::conditional_t<Exact, double, int64_t>;
+    const int64_t top = py >> 8, bottom = (py + yStep) >> 8;
+    const int64_t left = px >> 8, right = (px + xStep) >> 8;
+    const int64_t wTop = 256 - (py & 255), wBottom = (py + yStep) & 255;
+    const int64_t wLeft = 256 - (px & 255), wRight = (px + xStep) & 255;
+    auto edge = [](unsigned v, int64_t w) -> Acc {
+        if (Exact) return Acc(v) * (double(w) / 256.0);
+        return Acc(int64_t(v) * w);
+    };
+    auto corner = [](unsigned v, int64_t a, int64_t b) -> Acc {
+        if (Exact) return Acc(v) * (double(a) / 256.0) * (double(b) / 256.0);
+        return Acc((int64_t(v) * a * b) >> 8);
+    };
+    const Acc full = Exact ? Acc(1) : Acc(256);
+    Acc sum = 0;
+    for (int64_t y = top + 1; y < bottom; ++y) {
+        for (int64_t x = left + 1; x < right; ++x) sum += Acc(s(x, y)) * full;
+        sum += edge(s(left, y), wLeft);
+        if (wRight) sum += edge(s(right, y), wRight);
+    }
+    for (int64_t x = left + 1; x < right; ++x) {
+        sum += edge(s(x, top), wTop);
+        if (wBottom) sum += edge(s(x, bottom), wBottom);
+    }
+    sum += corner(s(left, top), wTop, wLeft);
+    if (wRight) sum += corner(s(right, top), wTop, wRight);
+    if (wBottom) sum += corner(s(left, bottom), wBottom, wLeft);
+    if (wRight && wBottom) sum += corner(s(right, bottom), wBottom, wRight);
+    return sum;
+}
+
+template <class T, class S>
+T area(const S& s, int64_t px, int64_t py, int64_t xStep, int64_t yStep) {
+    const double box = double(xStep) * double(yStep);
+    double v;
+    if (sizeof(T) == 2) v = areaSum<true>(s, px, py, xStep, yStep) * (65536.0 / box) + 0.5;
+    else v = double(areaSum<false>(s, px, py, xStep, yStep)) * (256.0 / box) + 0.5;
+    return cutClamp<T>(std::trunc(v));
+}
+
+// The destination piece at written (ox, oy), pw x ph, row 0 at drow with
+// 1U pixels from bit dbit.
+struct Piece {
+    uint8_t* data;
+    ptrdiff_t step, plane;
+    int64_t dbit;
+    int ox, oy, pw, ph;
+};
+
+// Runs f(px, py) -> sample over the piece, writing each result.
+template <class T, class F>
+void fill(const Dec& d, const Piece& p, int channel, F&& f) {
+    const bool pixelOrder = d.dst->dataOrder == ZOL_DATA_ORDER_PIXEL;
+    const int dpix = pixelOrder ? d.dst->nChannels : 1;
+    const int dc = d.cd.first + channel;
+    uint8_t* base = p.data + (pixelOrder ? dc * ptrdiff_t(sizeof(T)) : dc * p.plane);
+    for (int y = 0; y < p.ph; ++y) {
+        const int64_t py = d.y0 + int64_t(p.oy + y) * d.yStep;
+        uint8_t* row = base + ptrdiff_t(y) * p.step;
+        int64_t px = d.x0 + int64_t(p.ox) * d.xStep;
+        for (int x = 0; x < p.pw; ++x, px += d.xStep) {
+            const T v = T(f(px, py));
+            std::memcpy(row + ptrdiff_t(x) * dpix * ptrdiff_t(sizeof(T)), &v, sizeof v);
+        }
+    }
+}
+
+template <class T>
+void runPiece(const Dec& d, const Block& b, const Piece& p) {
+    const bool pixelOrder = d.src->dataOrder == ZOL_DATA_ORDER_PIXEL;
+    for (int c = 0; c < d.cs.n; ++c) {
+        const int sc = d.cs.first + c;
+        const Reader<T> s{b.data + (pixelOrder ? sc * ptrdiff_t(sizeof(T)) : sc * b.plane), b.step,
+                          pixelOrder ? d.src->nChannels : 1, b.bx, b.by, b.W, b.H};
+        switch (d.mode) {
+            case kNN: fill<T>(d, p, c, [&](int64_t px, int64_t py) { return s(px >> 8, py >> 8); }); break;
+            case kLinear:
+                if (d.xWhole) fill<T>(d, p, c, [&](int64_t px, int64_t py) { return linearAlongY(s, px, py); });
+                else if (d.yWhole) fill<T>(d, p, c, [&](int64_t px, int64_t py) { return linearAlongX(s, px, py); });
+                else fill<T>(d, p, c, [&](int64_t px, int64_t py) { return linearBoth(s, px, py); });
+                break;
+            case kCubic:
+                if (d.xWhole) fill<T>(d, p, c, [&](int64_t px, int64_t py) { return cubicAlongY<T>(s, px, py); });
+                else if (d.yWhole) fill<T>(d, p, c, [&](int64_t px, int64_t py) { return cubicAlongX<T>(s, px, py); });
+                else fill<T>(d, p, c, [&](int64_t px, int64_t py) { return cubicBoth<T>(s, px, py); });
+                break;
+            default:
+                fill<T>(d, p, c, [&](int64_t px, int64_t py) { return area<T>(s, px, py, d.xStep, d.yStep); });
+        }
+    }
+}
+
+void runBits(const Dec& d, const Block& b, const Piece& p) {
+    const BitReader s{b.data, b.step, b.bx, b.by, b.W, b.H};
+    for (int y = 0; y < p.ph; ++y) {
+        const int64_t py = d.y0 + int64_t(p.oy + y) * d.yStep;
+        uint8_t* row = p.data + ptrdiff_t(y) * p.step;
+        int64_t px = d.x0 + int64_t(p.ox) * d.xStep;
+        for (int x = 0; x < p.pw; ++x, px += d.xStep) {
+            unsigned v;
+            if (d.mode == kSuper) {
+                // A mean of one half or more rounds to 1.
+                const int64_t w = areaSum<false>(s, px, py, d.xStep, d.yStep);
+                v = unsigned(int64_t(double(w) * (256.0 / (double(d.xStep) * double(d.yStep))) + 0.5) & 1);
+            } else {
+                v = s(px >> 8, py >> 8);
+            }
+            setBitAt(row, p.dbit + x, int(v));
+        }
+    }
+}
+
+// The source rows (or columns) a run of n positions from p0 may read.
+void span(int64_t p0, int64_t n, int64_t step, int extent, int& lo, int& hi) {
+    const int64_t first = ((p0 - 1) >> 8) - 1;
+    const int64_t last = ((p0 + (n - 1) * step + step) >> 8) + 2;
+    lo = int(std::clamp<int64_t>(first, 0, extent - 1));
+    hi = int(std::clamp<int64_t>(last, 0, extent - 1));
+}
+
+Piece pieceAt(const ZolImage* im, char* base, ptrdiff_t step, ptrdiff_t planeRows, int x, int y) {
+    Piece p{};
+    p.step = step;
+    p.plane = step * planeRows;
+    p.data = reinterpret_cast<uint8_t*>(base) + ptrdiff_t(y) * step;
+    const int b = elemSize(im->depth);
+    if (b == 0) p.dbit = x;
+    else p.data += ptrdiff_t(x) * b * (im->dataOrder == ZOL_DATA_ORDER_PIXEL ? im->nChannels : 1);
+    return p;
+}
+
+// Walks the destination's tiles (bands when only the source is tiled) and
+// runs the kernel on each piece. 1 when done, 0 after a report.
+int decimateWalk(const Dec& d) {
+    const char* func = msg::kDecimate;
+    ZolImage* dst = d.dst;
+    ZolImage* src = d.src;
+    int cw = d.outW, ch = d.outH, gx = 0, gy = 0;
+    if (dst->tileInfo) cw = dst->tileInfo->width, ch = dst->tileInfo->height, gx = d.rd.x, gy = d.rd.y;
+    else if (src->tileInfo) cw = 512, ch = 64;
+    for (int64_t top = int64_t(gy) / ch * ch; top < int64_t(gy) + d.outH; top += ch) {
+        const int oy = int(std::max<int64_t>(top, gy) - gy);
+        const int ph = int(std::min<int64_t>(top + ch, int64_t(gy) + d.outH) - gy) - oy;
+        for (int64_t left = int64_t(gx) / cw * cw; left < int64_t(gx) + d.outW; left += cw) {
+            const int ox = int(std::max<int64_t>(left, gx) - gx);
+            const int pw = int(std::min<int64_t>(left + cw, int64_t(gx) + d.outW) - gx) - ox;
+            const int col = int(left / cw), row = int(top / ch);
+            Piece p;
+            if (dst->tileInfo) {
+                dst->tileInfo->callBack(dst, col, row, ZOL_TILE_WRITE);
+                char* tile = static_cast<char*>(dst->tileInfo->tileData);
+                if (!tile) {
+                    report(ZOL_STATUS_INTERNAL, func, msg::kDecDstTile);
+                    return 0;
+                }
+                p = pieceAt(dst, tile, ownTileStep(dst), dst->tileInfo->height,
+                            d.rd.x + ox - int(left), d.rd.y + oy - int(top));
+            } else {
+                p = pieceAt(dst, dst->imageData, dst->widthStep, dst->height, d.rd.x + ox,
+                            d.rd.y + oy);
+            }
+            p.ox = ox, p.oy = oy, p.pw = pw, p.ph = ph;
+            Block b{reinterpret_cast<const uint8_t*>(src->imageData), src->widthStep,
+                    ptrdiff_t(src->widthStep) * src->height, 0, 0, src->width, src->height};
+            void* block = nullptr;
+            if (src->tileInfo) {
+                int xl, xh, yl, yh, stride = 0;
+                span(d.x0 + ox * d.xStep, pw, d.xStep, src->width, xl, xh);
+                span(d.y0 + oy * d.yStep, ph, d.yStep, src->height, yl, yh);
+                block = ownGetRect(src, xl, yl, xh - xl + 1, yh - yl + 1, &stride);
+                if (!block) {
+                    if (dst->tileInfo) dst->tileInfo->callBack(dst, col, row, ZOL_TILE_RELEASE);
+                    report(ZOL_STATUS_INTERNAL, func, msg::kDecSrcTile);
+                    return 0;
+                }
+                b = Block{static_cast<const uint8_t*>(block), stride,
+                          ptrdiff_t(stride) * (yh - yl + 1), xl, yl, src->width, src->height};
+            }
+            switch (dst->depth) {
+                case ZOL_DEPTH_1U: runBits(d, b, p); break;
+                case ZOL_DEPTH_8U: runPiece<uint8_t>(d, b, p); break;
+                default: runPiece<uint16_t>(d, b, p);
+            }
+            zolFree(block);
+            if (dst->tileInfo) dst->tileInfo->callBack(dst, col, row, ZOL_TILE_RELEASE);
+        }
+    }
+    return 1;
+}
+
+int ownDecimateEngine(ZolImage* src, ZolImage* dst, int xDst, int xSrc, int yDst, int ySrc,
+                      int interpolate) {
+    if (src->depth != ZOL_DEPTH_1U && src->depth != ZOL_DEPTH_8U && src->depth != ZOL_DEPTH_16U) {
+        report(ZOL_STATUS_BAD_ARGUMENT, msg::kDecimate, msg::kDecDepth);
+        return 0;
+    }
+    Dec d;
+    d.src = src;
+    d.dst = dst;
+    d.xWhole = xSrc % xDst == 0;
+    d.yWhole = ySrc % yDst == 0;
+    int mode = interpolate;
+    if (src->width < 4 || src->height < 4) mode = kNN;
+    else if (mode != kSuper && d.xWhole && d.yWhole) mode = kNN;
+    d.mode = mode;
+    d.xStep = int64_t(double(xSrc) * 256.0 / double(xDst));
+    d.yStep = int64_t(double(ySrc) * 256.0 / double(yDst));
+    d.cs = decChans(src);
+    d.cd = decChans(dst);
+    ownRoiRect(src, &d.rs);
+    ownRoiRect(dst, &d.rd);
+    // Sizes in 64 bits: width * xDst overflows an int for large factors.
+    d.outW = int(std::max<int64_t>(0, std::min<int64_t>(d.rd.width, int64_t(d.rs.width) * xDst / xSrc)));
+    d.outH = int(std::max<int64_t>(0, std::min<int64_t>(d.rd.height, int64_t(d.rs.height) * yDst / ySrc)));
+    d.x0 = 256 * int64_t(d.rs.x);
+    d.y0 = 256 * int64_t(d.rs.y);
+    if (mode == kNN && !d.yWhole) d.y0 += 128;
+    if (mode == kNN && !d.xWhole) d.x0 += 128;
+    if (mode == kCubic && !src->tileInfo) {
+        // The last row or column whose samples would run out stays unwritten.
+        if (!d.yWhole && d.y0 + d.yStep * d.outH + 1 > 256 * int64_t(src->height - 1)) --d.outH;
+        if (!d.xWhole && d.x0 + d.xStep * d.outW + 1 > 256 * int64_t(src->width - 1)) --d.outW;
+    }
+    if (d.outW <= 0 || d.outH <= 0) return 1;
+    return decimateWalk(d);
+}
+
+}  // namespace
+}  // namespace zol
+
+using namespace zol;
+
+extern "C" {
+
+ZOL_API int zolDecimate(ZolImage* srcImage, ZolImage* dstImage, int xDst, int xSrc, int yDst,
+                        int ySrc, int interpolate) {
+    const char* func = msg::kDecimate;
+    for (const ZolImage* im : {srcImage, dstImage}) {
+        if (zolCheckImageHeader(im) != 0) {
+            const int status = zolGetErrStatus();
+            report(status, func, msg::kIncorrectImage);
+            return status;
+        }
+    }
+    auto check = [&](bool failed, const char* context) {
+        if (failed) report(ZOL_STATUS_BAD_ARGUMENT, func, context);
+    };
+    const DecChans cs = decChans(srcImage), cd = decChans(dstImage);
+    check(srcImage == dstImage, msg::kDecSame);
+    check(srcImage->depth != dstImage->depth, msg::kCopyDepth);
+    check(srcImage->origin != dstImage->origin, msg::kCopyOrigin);
+    check(srcImage->dataOrder != dstImage->dataOrder, msg::kCopyOrder);
+    check(cs.n == 0, msg::kDecNChSrc0);
+    check(cd.n == 0, msg::kDecNChDst0);
+    check(cs.n != cd.n, msg::kDecNCh);
+    check(interpolate < kNN || interpolate > kSuper, msg::kDecInterp);
+    check(xDst <= 0, msg::kDecXDst);
+    check(xSrc <= 0, msg::kDecXSrc);
+    check(yDst <= 0, msg::kDecYDst);
+    check(ySrc <= 0, msg::kDecYSrc);
+    check(xDst > xSrc, msg::kDecXUp);
+    check(yDst > ySrc, msg::kDecYUp);
+    const int status = zolGetErrStatus();
+    if (status < 0) return status;
+    return ownDecimateEngine(srcImage, dstImage, xDst, xSrc, yDst, ySrc, interpolate);
+}
+
+}  // extern "C"

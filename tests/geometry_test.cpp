@@ -1,0 +1,304 @@
+// Resize, zoom and decimate against per-pixel models of their arithmetic,
+// on random sizes, factors, regions, channel sets, masks and tiles; a few
+// properties that need no model; the reports of bad calls.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <random>
+
+#include "kit.h"
+#include "tiles.h"
+
+namespace {
+
+using kit::Image;
+using Bytes = std::vector<uint8_t>;
+
+int pick(std::mt19937& g, int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(g); }
+int64_t clampTo(int64_t v, int64_t lo, int64_t hi) { return std::max(lo, std::min(hi, v)); }
+
+struct Rect { int x, y, w, h; };
+Rect rectOf(const ZolImage* im, bool byMask) {
+    const ZolROI* r = im->roi;
+    Rect a{0, 0, im->width, im->height};
+    if (r) a = {r->xOffset, r->yOffset, std::min(r->width, im->width - r->xOffset),
+                std::min(r->height, im->height - r->yOffset)};
+    if (byMask && im->maskROI) {
+        const Rect m = rectOf(im->maskROI, false);
+        a.w = std::min(a.w, m.w), a.h = std::min(a.h, m.h);
+    }
+    return a;
+}
+struct Args { int xD, xS, yD, yS, interp; };
+int64_t index(long double u) { return std::llrint(u + 0.00001 - 0.5); }
+
+// ---------------------------------------------------------------------
+// Resize: u(i) is i additions of the step; taps and weights per axis.
+
+struct Tap { int64_t at[4]; int w; float t; };
+Tap axisTap(int mode, int i, double step, int origin, int n, int imageN) {
+    long double u = 0;
+    for (int k = 0; k < i; ++k) u += step;
+    const int64_t id = clampTo(index(u), 0, n - 1);
+    Tap p{{origin + id}, 0, 0};
+    if (mode == 1) {
+        int64_t base = id;
+        if (n == 1) base = 0;
+        else if (id == n - 1) base = n - 2, p.w = 16384;
+        else p.w = int(clampTo(std::llrint((u - id) * 16384 + 0.00001 - 0.5), 0, 16384));
+        p.at[0] = origin + base, p.at[1] = origin + std::min<int64_t>(base + 1, n - 1);
+    } else if (mode == 2) {
+        const int64_t img = origin + id;
+        const int64_t base = img == 0 ? 1 : img >= imageN - 2 ? imageN - 3 : img;
+        p.t = img == imageN - 1 ? 2.0f : float(u - (base - origin));
+        for (int k = 0; k < 4; ++k) p.at[k] = base - 1 + k;
+    }
+    return p;
+}
+float cubicOf(const float* y, float t) {
+    const float d1 = y[1] - y[0], d2 = (y[2] - y[1]) - d1, d3 = (y[3] - 2 * y[2] + y[1]) - d2;
+    const float a = t + 1, b = t * a * 0.5f, c = (t - 1) * b * 0.3333333432674408f;
+    return y[0] + a * d1 + b * d2 + c * d3;
+}
+int written(int dn, int sn, double step) {
+    if (index((long double)(dn - 1) * step) <= sn - 1) return dn;
+    return int(clampTo(index((long double)sn / step), 0, dn));
+}
+// Channel set: first, size, and whether the call ends silently.
+struct Set { int first, n; bool silent; };
+Set setOf(const ZolImage* im) {
+    const int coi = im->roi ? im->roi->coi : 0;
+    const bool silent = im->alphaChannel && (coi == im->nChannels || im->nChannels == 1);
+    return {coi ? coi - 1 : 0, coi ? 1 : im->nChannels - (im->alphaChannel ? 1 : 0), silent};
+}
+
+// Writes into d (a plain view of the expected destination) what zolResize
+// writes; returns false when the call must report a channel mismatch.
+bool resizeModel(const ZolImage* s, ZolImage* d, Args a) {
+    const int depth = s->depth;
+    const Set ss = depth == 1 ? Set{0, 1, false} : setOf(s), ds = depth == 1 ? ss : setOf(d);
+    if (ss.silent || ds.silent) return true;
+    if (ss.n != ds.n) return false;
+    int mode = a.interp;
+    if (depth == 1 || s->width < 2 || s->height < 2) mode = 0;
+    if (mode == 2 && (s->width < 4 || s->height < 4)) mode = 1;
+    if (mode && a.xD <= a.xS && a.yD <= a.yS && a.xS % a.xD == 0 && a.yS % a.yD == 0) mode = 0;
+    const Rect rs = rectOf(s, true), rd = rectOf(d, true);
+    if (rs.w <= 0 || rs.h <= 0 || rd.w <= 0 || rd.h <= 0) return true;
+    const double xs = double(a.xS) / a.xD, ys = double(a.yS) / a.yD;
+    const int ww = written(rd.w, rs.w, xs), wh = written(rd.h, rs.h, ys);
+    Image m;  // the source mask as the engine scales it
+    if (s->maskROI && ww > 0 && wh > 0) {
+        m = Image(1, 1, ww, wh);
+        std::memset(m->imageData, 0, size_t(m->imageSize));
+        auto sc = [](int n, double st) { return int(std::max(1.0L, std::nearbyint((long double)n * st))); };
+        resizeModel(s->maskROI, m, {ww, sc(ww, xs), wh, sc(wh, ys), 0});
+    }
+    const ZolImage* dm = d->maskROI;
+    for (int j = 0; j < wh; ++j) {
+        const Tap ty = axisTap(mode, j, ys, rs.y, rs.h, s->height);
+        for (int i = 0; i < ww; ++i) {
+            if (m.get() && !kit::get(m, i, j, 0)) continue;
+            if (dm && !kit::get(dm, rectOf(dm, false).x + i, rectOf(dm, false).y + j, 0)) continue;
+            const Tap tx = axisTap(mode, i, xs, rs.x, rs.w, s->width);
+            for (int c = 0; c < ss.n; ++c) {
+                auto px = [&](int64_t x, int64_t y) { return kit::get(s, int(x), int(y), ss.first + c); };
+                int64_t v;
+                if (mode == 0) {
+                    v = px(tx.at[0], ty.at[0]);
+                } else if (mode == 1) {
+                    const bool wide = depth == 16;
+                    auto h = [&](int64_t y) {
+                        const int64_t p = px(tx.at[0], y) >> wide, q = px(tx.at[1], y) >> wide;
+                        return (p * (16384 - tx.w) + q * tx.w) >> (wide ? 14 : 8);
+                    };
+                    v = (h(ty.at[0]) * (16384 - ty.w) + h(ty.at[1]) * ty.w) >> (wide ? 13 : 20);
+                } else {
+                    float col[4], row[4];
+                    for (int k = 0; k < 4; ++k) {
+                        for (int l = 0; l < 4; ++l) row[l] = float(px(tx.at[l], ty.at[k]));
+                        col[k] = cubicOf(row, tx.t);
+                    }
+                    const float r = std::nearbyint(cubicOf(col, ty.t) + 0.00001f - 0.5f);
+                    v = clampTo(int64_t(r), 0, depth == 8 ? 255 : 65535);
+                }
+                kit::set(d, rd.x + i, rd.y + j, ds.first + c, v);
+            }
+        }
+    }
+    return true;
+}
+
+// ---------------------------------------------------------------------
+// Decimate: positions in 1/256 pixel.
+
+long double lagrange(long double a, long double b, long double c, long double d, long double t) {
+    const long double P = d - a + 3 * (b - c), R = 3 * (a + c) - 6 * b, Q = -2 * a - 3 * b + 6 * c - d;
+    return (P * t * t * t + R * t * t + Q * t + 6 * b) * 0.1666666716337204L;
+}
+
+bool decimateModel(const ZolImage* s, ZolImage* d, Args a, bool srcTiled) {
+    const int depth = s->depth, W = s->width, H = s->height;
+    const bool xWhole = a.xS % a.xD == 0, yWhole = a.yS % a.yD == 0;
+    int mode = a.interp;
+    if (W < 4 || H < 4 || (mode != 3 && xWhole && yWhole)) mode = 0;
+    const int64_t xStep = int64_t(a.xS * 256.0 / a.xD), yStep = int64_t(a.yS * 256.0 / a.yD);
+    Rect rs = rectOf(s, false), rd = rectOf(d, false);
+    int outW = int(std::min<int64_t>(rd.w, int64_t(rs.w) * a.xD / a.xS));
+    int outH = int(std::min<int64_t>(rd.h, int64_t(rs.h) * a.yD / a.yS));
+    const int64_t x0 = 256 * rs.x + (mode == 0 && !xWhole ? 128 : 0);
+    const int64_t y0 = 256 * rs.y + (mode == 0 && !yWhole ? 128 : 0);
+    if (mode == 2 && !srcTiled) {
+        if (!yWhole && y0 + yStep * outH + 1 > 256 * (H - 1)) --outH;
+        if (!xWhole && x0 + xStep * outW + 1 > 256 * (W - 1)) --outW;
+    }
+    Set ss = setOf(s), ds = setOf(d);
+    for (int j = 0; j < outH; ++j)
+        for (int i = 0; i < outW; ++i)
+            for (int c = 0; c < ss.n; ++c) {
+                const int64_t X = x0 + i * xStep, Y = y0 + j * yStep;
+                auto px = [&](int64_t x, int64_t y) {
+                    return kit::get(s, int(clampTo(x, 0, W - 1)), int(clampTo(y, 0, H - 1)), ss.first + c);
+                };
+                // One direction along the axis whose factor is not whole.
+                auto one = [&](bool alongX, int64_t p, int64_t other) -> long double {
+                    auto at = [&](int64_t k) { return alongX ? px(k, other) : px(other, k); };
+                    if (p == 0) return at(0);
+                    const int64_t q = p - 1, r = q >> 8, f = q & 255;
+                    if (mode == 2)
+                        return std::trunc(lagrange(at(r - 1), at(r), at(r + 1), at(r + 2), f / 256.0L));
+                    return ((((256 - f) * at(r) + f * at(r + 1)) >> 7) + 1) >> 1;
+                };
+                long double v = 0;
+                if (mode == 0 || depth == 1) {
+                    v = mode == 3 ? 0 : px(X >> 8, Y >> 8);
+                } else if (mode != 3 && (xWhole || yWhole || X == 0 || Y == 0)) {
+                    v = (xWhole || (!yWhole && X == 0 && Y != 0)) ? one(false, Y, X >> 8) : one(true, X, Y >> 8);
+                } else if (mode == 1) {
+                    const int64_t qx = X - 1, qy = Y - 1, fx = qx & 255, fy = qy & 255;
+                    auto h = [&](int64_t y) { return (256 - fx) * px(qx >> 8, y) + fx * px((qx >> 8) + 1, y); };
+                    const uint32_t t = uint32_t((256 - fy) * h(qy >> 8) + fy * h((qy >> 8) + 1));
+                    v = ((t >> 15) + 1) >> 1;
+                } else if (mode == 2) {
+                    const int64_t qx = X - 1, qy = Y - 1, rx = qx >> 8, ry = qy >> 8;
+                    long double r[4];
+                    for (int k = 0; k < 4; ++k)
+                        r[k] = lagrange(px(rx - 1, ry - 1 + k), px(rx, ry - 1 + k), px(rx + 1, ry - 1 + k),
+                                        px(rx + 2, ry - 1 + k), (qx & 255) / 256.0L);
+                    v = std::trunc(lagrange(r[0], r[1], r[2], r[3], (qy & 255) / 256.0L));
+                }
+                if (mode == 3) {
+                    // Each sample weighs its overlap with the box in x times that in y,
+                    // over 256 and cut (exact in 16U).
+                    long double sum = 0;
+                    for (int64_t y = Y >> 8; y <= (Y + yStep) >> 8; ++y)
+                        for (int64_t x = X >> 8; x <= (X + xStep) >> 8; ++x) {
+                            const int64_t wx = std::min(x * 256 + 256, X + xStep) - std::max(x * 256, X);
+                            const int64_t wy = std::min(y * 256 + 256, Y + yStep) - std::max(y * 256, Y);
+                            if (wx <= 0 || wy <= 0) continue;
+                            sum += depth == 16 ? px(x, y) * wx * wy / 65536.0L : (px(x, y) * wx * wy) >> 8;
+                        }
+                    const double f = (depth == 16 ? 65536.0 : 256.0) / (double(xStep) * double(yStep));
+                    v = std::trunc(double(sum) * f + 0.5);
+                    if (depth == 1) v = int64_t(v) & 1;
+                }
+                kit::set(d, rd.x + i, rd.y + j, ds.first + c, clampTo(int64_t(v), 0, depth == 8 ? 255 : 65535));
+            }
+    return true;
+}
+
+// ---------------------------------------------------------------------
+// Random cases
+
+struct Side {
+    Image img;
+    std::unique_ptr<kit::TileServer> tiles;
+    ZolImage* arg() const { return tiles ? tiles->image() : img.get(); }
+};
+
+void build(Side& side, std::mt19937& g, int depth, int order, int nCh, bool alpha, int coi, int w,
+           int h, bool tiled) {
+    side.img = Image(depth, nCh, w, h, order, pick(g, 0, 1) ? 4 : 8, alpha);
+    side.img.randomize(g());
+    if (pick(g, 0, 1)) side.img.setRoi(coi, pick(g, 0, w / 3), pick(g, 0, h / 3), pick(g, 1, w), pick(g, 1, h));
+    else if (coi) side.img.setRoi(coi, 0, 0, w, h);
+    if (!tiled) return;
+    side.tiles = std::make_unique<kit::TileServer>(side.img, 8 * pick(g, 1, 3), 8 * pick(g, 1, 3));
+    if (const ZolROI* r = side.img->roi)
+        side.tiles->image()->roi = zolCreateROI(r->coi, r->xOffset, r->yOffset, r->width, r->height);
+}
+
+Image maskFor(std::mt19937& g, const ZolImage* im) {
+    Image m(1, 1, im->width + 3, im->height + 3);
+    m.randomize(g());
+    for (int i = 0; i < m->imageSize; ++i) m->imageData[i] |= char(g());  // mostly set
+    if (pick(g, 0, 1)) m.setRoi(0, pick(g, 0, 3), pick(g, 0, 3), im->width, im->height);
+    return m;
+}
+
+enum Fn { Resize, Zoom, Decimate };
+
+void checkRandom(Fn fn, uint32_t first, uint32_t count) {
+    for (uint32_t seed = first; seed < first + count; ++seed) {
+        std::mt19937 g(seed);
+        const int depth = std::vector<int>{1, 8, 16}[size_t(pick(g, 0, 2))];
+        const int order = depth == 1 ? 0 : pick(g, 0, 1);
+        const int nCh = depth == 1 ? 1 : pick(g, 1, 4), alpha = nCh > 1 && !pick(g, 0, 3);
+        const int coi = pick(g, 0, 2) ? 0 : pick(g, 1, nCh);
+        Args a{pick(g, 1, 6), pick(g, 1, 6), pick(g, 1, 6), pick(g, 1, 6), pick(g, 0, 2)};
+        if (fn == Zoom) a.xD = std::max(a.xD, a.xS), a.yD = std::max(a.yD, a.yS);
+        if (fn == Decimate) a.xD = std::min(a.xD, a.xS), a.yD = std::min(a.yD, a.yS), a.interp = pick(g, 0, 3);
+        const int sw = pick(g, 1, pick(g, 0, 3) ? 24 : 67), sh = pick(g, 1, pick(g, 0, 3) ? 20 : 67);
+        Side s, d;
+        build(s, g, depth, order, nCh, alpha, coi, sw, sh, !pick(g, 0, 3));
+        build(d, g, depth, order, nCh, alpha, coi, int(clampTo(sw * a.xD / a.xS + pick(g, -2, 3), 1, 90)),
+              int(clampTo(sh * a.yD / a.yS + pick(g, -2, 3), 1, 90)), !pick(g, 0, 3));
+        Image masks[2];
+        if (fn != Decimate && !pick(g, 0, 3)) s.img->maskROI = s.arg()->maskROI = (masks[0] = maskFor(g, s.img));
+        if (fn != Decimate && !pick(g, 0, 3)) d.img->maskROI = d.arg()->maskROI = (masks[1] = maskFor(g, d.img));
+        SCOPED_TRACE(testing::Message() << "seed " << seed << " depth " << depth << " " << sw << "x" << sh
+                                        << " -> " << d.img->width << "x" << d.img->height << " interp "
+                                        << a.interp << " factors " << a.xD << "/" << a.xS << ", " << a.yD
+                                        << "/" << a.yS);
+        Bytes want = d.img.bytes(), src = s.img.bytes();
+        ZolImage view = *d.img.get();
+        view.imageData = reinterpret_cast<char*>(want.data());
+        const bool ok = fn == Decimate ? decimateModel(s.img, &view, a, s.tiles != nullptr)
+                                       : resizeModel(s.img, &view, a);
+        kit::Recorder rec;
+        if (fn == Resize) EXPECT_EQ(ok ? 0 : -1, zolResize(s.arg(), d.arg(), a.xD, a.xS, a.yD, a.yS, a.interp));
+        else if (fn == Zoom) zolZoom(s.arg(), d.arg(), a.xD, a.xS, a.yD, a.yS, a.interp);
+        // Decimation counts a coi on the alpha channel as no channel.
+        auto decSet = [](const ZolImage* im) {
+            const Set t = setOf(im);
+            return t.n == 1 && im->alphaChannel && t.first == im->nChannels - 1 ? 0 : t.n;
+        };
+        if (fn == Decimate) {
+            const int sn = decSet(s.img), dn = decSet(d.img);
+            const int r = zolDecimate(s.arg(), d.arg(), a.xD, a.xS, a.yD, a.yS, a.interp);
+            EXPECT_EQ(sn == dn && sn ? 1 : -5, r);
+            if (sn != dn || !sn) continue;
+        } else {
+            std::string log;
+            for (const kit::Report& r : rec.reports()) log += std::to_string(r.status) + " " + r.context + "\n";
+            EXPECT_EQ(ok ? 0u : (fn == Zoom ? 1u : 2u), rec.reports().size()) << log;
+            if (!ok) {
+                EXPECT_EQ("srcImage COI != dstImage COI", rec.reports()[0].context);
+            }
+        }
+        EXPECT_EQ(want, d.img.bytes());
+        EXPECT_EQ(src, s.img.bytes());
+        for (const Side* x : {&s, &d})
+            EXPECT_TRUE(!x->tiles || (x->tiles->breaches().empty() && !x->tiles->held()));
+        if (::testing::Test::HasFailure()) return;
+    }
+}
+
+}  // namespace
+
+TEST(ResizeModel, RandomCasesMatchModel) { checkRandom(Resize, 0, 600); }
+TEST(ZoomModel, RandomCasesMatchModel) { checkRandom(Zoom, 1000, 200); }
+TEST(DecimateModel, RandomCasesMatchModel) { checkRandom(Decimate, 2000, 600); }
