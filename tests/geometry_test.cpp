@@ -302,3 +302,101 @@ void checkRandom(Fn fn, uint32_t first, uint32_t count) {
 TEST(ResizeModel, RandomCasesMatchModel) { checkRandom(Resize, 0, 600); }
 TEST(ZoomModel, RandomCasesMatchModel) { checkRandom(Zoom, 1000, 200); }
 TEST(DecimateModel, RandomCasesMatchModel) { checkRandom(Decimate, 2000, 600); }
+
+// Properties that hold whatever the tables: a resize by 1 copies, a whole
+// enlargement by nearest repeats pixels, area halving is the mean of four
+// rounded half up, 16U linear loses the low bit, decimate halving by linear
+// selects even samples, 1-bit area halving is a majority with ties to 1.
+TEST(ResizeProperties, CopiesRepeatsMeansAndLowBit) {
+    for (int depth : {1, 8, 16}) {
+        Image s(depth, depth == 1 ? 1 : 3, 37, 23);
+        s.randomize(uint32_t(depth));
+        for (int interp = 0; interp < 4; ++interp) {
+            Image d(depth, s->nChannels, 37, 23);
+            EXPECT_EQ(0, zolResize(s, d, 5, 5, 7, 7, interp));
+            for (int y = 0; y < 23; ++y)
+                for (int x = 0; x < 37 * s->nChannels; ++x)
+                    ASSERT_EQ(kit::get(s, x / s->nChannels, y, x % s->nChannels),
+                              kit::get(d, x / s->nChannels, y, x % s->nChannels)) << depth << " " << interp;
+        }
+        Image up(depth, s->nChannels, 111, 46), half(depth, s->nChannels, 18, 11);
+        zolZoom(s, up, 3, 1, 2, 1, ZOL_INTER_NN);
+        EXPECT_EQ(1, zolDecimate(s, half, 1, 2, 1, 2, ZOL_INTER_SUPER));
+        for (int c = 0; c < s->nChannels; ++c) {
+            for (int y = 0; y < 46; ++y)
+                for (int x = 0; x < 111; ++x) ASSERT_EQ(kit::get(s, x / 3, y / 2, c), kit::get(up, x, y, c));
+            for (int y = 0; y < 11; ++y)
+                for (int x = 0; x < 18; ++x) {
+                    int64_t sum = 0;
+                    for (int k = 0; k < 4; ++k) sum += kit::get(s, 2 * x + k % 2, 2 * y + k / 2, c);
+                    ASSERT_EQ(depth == 1 ? int64_t(sum >= 2) : (sum + 2) / 4, kit::get(half, x, y, c));
+                }
+        }
+    }
+    Image white(16, 1, 9, 9), big(16, 1, 20, 20), s(8, 1, 21, 9), a(8, 1, 10, 4), b(8, 1, 10, 4);
+    std::memset(white->imageData, 0xFF, size_t(white->imageSize));
+    zolResize(white, big, 2, 1, 2, 1, ZOL_INTER_LINEAR);
+    for (int i = 0; i < 18 * 18; ++i) ASSERT_EQ(65534, kit::get(big, i % 18, i / 18, 0));
+    s.randomize(7);
+    zolDecimate(s, a, 1, 2, 1, 2, ZOL_INTER_LINEAR);
+    for (int i = 0; i < 40; ++i) ASSERT_EQ(kit::get(s, 2 * (i % 10), 2 * (i / 10), 0), kit::get(a, i % 10, i / 10, 0));
+    zolDecimate(s, b, 2, 3, 1, 2, ZOL_INTER_NN);  // a non-whole factor starts half a pixel in
+    for (int i = 0; i < 40; ++i)
+        ASSERT_EQ(kit::get(s, (128 + 384 * (i % 10)) >> 8, 2 * (i / 10), 0), kit::get(b, i % 10, i / 10, 0));
+}
+
+// Every report of a bad call, in order, with the result; the destination
+// stays as it was.
+TEST(GeometryReports, EachBadCallReportsExactly) {
+    Image a(8, 3, 12, 10), b(8, 3, 8, 8), c16(16, 3, 8, 8), s8(ZOL_DEPTH_8S, 1, 8, 8),
+        t8(ZOL_DEPTH_8S, 1, 8, 8), f(32, 1, 8, 8), g(32, 1, 8, 8), one(8, 1, 8, 8),
+        al(8, 4, 8, 8, 0, 4, true), pl(8, 3, 8, 8, ZOL_DATA_ORDER_PLANE);
+    a.randomize(1), al.setRoi(4, 0, 0, 8, 8);
+    kit::TileServer tb(b, 8, 8), ta(a, 8, 8);
+    constexpr int kVoid = 99;
+    const std::string R = "zolResize", Z = "zolZoom", D = "zolDecimate";
+    const std::string sup = "(interpolate == ZOL_INTER_SUPER) && (xDst > xSrc || yDst > ySrc)";
+    const std::string interp = "interpolate != ZOL_INTER_NN && interpolate != ZOL_INTER_LINEAR && interpolate != ZOL_INTER_CUBIC";
+    const std::string depths = "srcImage->depth != ZOL_DEPTH_1U && srcImage->depth != ZOL_DEPTH_8U && srcImage->depth != ZOL_DEPTH_16U";
+    struct Row { std::function<int()> call; int result; std::vector<std::string> reports; };
+    const std::vector<Row> rows = {
+        {[&] { return zolResize(nullptr, b, 1, 1, 1, 1, 0); }, -1, {"-9 " + R + " Incorrect Image", "-1 " + R + " "}},
+        {[&] { return zolResize(a, c16, 0, 1, 1, 0, 5); }, -1,
+         {"-5 " + R + " " + interp, "-5 " + R + " srcImage->depth != dstImage->depth", "-5 " + R + " xDst <= 0 || xSrc <= 0",
+          "-5 " + R + " yDst <= 0 || ySrc <= 0", "-1 " + R + " "}},
+        {[&] { return zolResize(f, g, 1, 1, 1, 1, 0); }, -1, {"-5 " + R + " " + depths, "-1 " + R + " "}},
+        {[&] { return zolResize(a, pl, 1, 1, 1, 1, 0); }, -1, {"-5 " + R + " srcImage->dataOrder != dstImage->dataOrder", "-1 " + R + " "}},
+        {[&] { return zolResize(a, a, 1, 1, 1, 1, 0); }, -1, {"-5 " + R + " This function isn`t in-plase function", "-1 " + R + " "}},
+        {[&] { return zolResize(a, one, 1, 1, 1, 1, 0); }, -1, {"-2 " + R + " srcImage COI != dstImage COI", "-1 " + R + " "}},
+        {[&] { return zolResize(a, b, 2, 1, 1, 1, 3); }, -5, {"-5 " + R + " " + sup}},
+        {[&] { return zolResize(a, a, 1, 2, 1, 2, 3); }, -1, {"-5 " + D + " srcImage == dstImage", "-1 " + R + " "}},
+        {[&] { return zolResize(a, tb.image(), 1, 1, 1, 1, 1); }, -1, {"-2 " + R + " Error get tile to write", "-1 " + R + " "}},
+        {[&] { zolSetErrStatus(-3); return zolResize(a, b, 1, 1, 1, 1, 1); }, -1, {"-1 " + R + " "}},
+        {[&] { zolResize(al, one, 1, 1, 1, 1, 0); return zolGetErrStatus(); }, 0, {}},
+        {[&] { zolZoom(a, b, 1, 2, 1, 1, 0); return kVoid; }, kVoid, {"-5 " + Z + " xDst < xSrc || yDst < ySrc"}},
+        {[&] { zolZoom(a, b, 2, 1, 2, 1, 3); return kVoid; }, kVoid, {"-5 " + Z + " " + interp}},
+        {[&] { return zolDecimate(a, nullptr, 1, 2, 1, 2, 0); }, -9, {"-9 " + D + " Incorrect Image"}},
+        {[&] { return zolDecimate(a, a, 2, 1, 0, 0, 7); }, -5,
+         {"-5 " + D + " srcImage == dstImage", "-5 " + D + " interpolate != ZOL_INTER_NN, ZOL_INTER_LINEAR, ZOL_INTER_CUBIC or ZOL_INTER_SUPER",
+          "-5 " + D + " yDst <= 0", "-5 " + D + " ySrc <= 0", "-5 " + D + " xDst > xSrc"}},
+        {[&] { return zolDecimate(a, pl, 1, -1, 1, 1, 0); }, -5,
+         {"-5 " + D + " srcImage->dataOrder != dstImage->dataOrder", "-5 " + D + " xSrc <= 0", "-5 " + D + " xDst > xSrc"}},
+        {[&] { return zolDecimate(al, c16, 1, 1, 1, 1, 0); }, -5,
+         {"-5 " + D + " srcImage->depth != dstImage->depth", "-5 " + D + " nChannelsSrc == 0", "-5 " + D + " nChannelsSrc != nChannelsDst"}},
+        {[&] { return zolDecimate(s8, t8, 1, 2, 1, 2, 3); }, 0, {"-5 " + D + " srcImage->depth is wrong"}},
+        {[&] { return zolDecimate(a, tb.image(), 1, 1, 1, 1, 0); }, 0, {"-3 " + D + " dstImage->tileInfo->callBack crash"}},
+        {[&] { return zolDecimate(ta.image(), b, 1, 1, 1, 1, 1); }, 0, {"-3 " + D + " srcImage->tileInfo->callBack crash"}},
+    };
+    b.randomize(2);
+    for (size_t i = 0; i < rows.size(); ++i) {
+        tb.failAt(1), ta.failAt(1);
+        const Bytes before = b.bytes(), before1 = one.bytes();
+        kit::Recorder rec;
+        EXPECT_EQ(rows[i].result, rows[i].call()) << "row " << i;
+        std::vector<std::string> got;
+        for (const kit::Report& r : rec.reports()) got.push_back(std::to_string(r.status) + " " + r.func + " " + r.context);
+        EXPECT_EQ(rows[i].reports, got) << "row " << i;
+        EXPECT_TRUE(before == b.bytes() && before1 == one.bytes()) << "row " << i;
+        EXPECT_FALSE(tb.held() || ta.held()) << "row " << i;
+    }
+}
