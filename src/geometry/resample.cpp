@@ -26,7 +26,7 @@ int64_t Axis::bytesFor(int mode, int64_t n) {
     const int k = mode == kInterNN ? 1 : mode == kInterLinear ? 2 : 4;
     int64_t b = n * k * 4;
     if (mode == kInterLinear) b += n * 4;
-    if (mode == kInterCubic) b += n * 4;
+    if (mode == kInterCubic) b += n * int64_t(sizeof(CubicFactors));
     return b;
 }
 
@@ -37,7 +37,7 @@ void buildAxis(Axis& a, void* memory, int mode, int n, double step, int origin, 
     const int k = a.taps();
     a.tap = static_cast<int32_t*>(memory);
     a.w = mode == kInterLinear ? reinterpret_cast<int16_t*>(a.tap + int64_t(n) * k) : nullptr;
-    a.t = mode == kInterCubic ? reinterpret_cast<float*>(a.tap + int64_t(n) * k) : nullptr;
+    a.f = mode == kInterCubic ? reinterpret_cast<CubicFactors*>(a.tap + int64_t(n) * k) : nullptr;
     const int last = extent - 1;
     long double u = 0;
     for (int i = 0; i < n; ++i, u += step) {
@@ -70,7 +70,7 @@ void buildAxis(Axis& a, void* memory, int mode, int n, double step, int origin, 
             if (at == imageExtent - 1) t = 2.0f;
             else t = float(u - (long double)(base - origin));
             for (int j = 0; j < 4; ++j) tp[j] = int32_t(base - 1 + j);
-            a.t[i] = t;
+            a.f[i] = cubicFactors(t);
         }
     }
 }
@@ -122,30 +122,35 @@ inline void linearRowHT(const T* s, const int32_t* xo, const int16_t* w, int cou
 }
 
 template <int N, class T>
-inline void cubicHN(const T* s, const int32_t* xo, const float* t, int count, int n, float* out) {
+inline void cubicHN(const T* s, const int32_t* xo, const CubicFactors* f, int count, int n,
+                    float* out) {
     const int nn = N ? N : n;
     for (int x = 0; x < count; ++x, out += nn) {
         const int32_t* o = xo + 4 * x;
         for (int c = 0; c < nn; ++c)
             out[c] = cubic(float(s[o[0] + c]), float(s[o[1] + c]), float(s[o[2] + c]),
-                           float(s[o[3] + c]), t[x]);
+                           float(s[o[3] + c]), f[x]);
     }
 }
 
 template <class T>
-inline void cubicRowHT(const T* s, const int32_t* xo, const float* t, int count, int n,
+inline void cubicRowHT(const T* s, const int32_t* xo, const CubicFactors* f, int count, int n,
                        float* out) {
     switch (n) {
-        case 1: return cubicHN<1>(s, xo, t, count, n, out);
-        case 3: return cubicHN<3>(s, xo, t, count, n, out);
-        default: return cubicHN<0>(s, xo, t, count, n, out);
+        case 1: return cubicHN<1>(s, xo, f, count, n, out);
+        case 3: return cubicHN<3>(s, xo, f, count, n, out);
+        default: return cubicHN<0>(s, xo, f, count, n, out);
     }
 }
 
 template <class T>
-inline void cubicRowVT(const float* const* h, float t, int count, T* out) {
-    const float *h0 = h[0], *h1 = h[1], *h2 = h[2], *h3 = h[3];
-    for (int i = 0; i < count; ++i) out[i] = cubicSample<T>(cubic(h0[i], h1[i], h2[i], h3[i], t));
+inline void cubicRowVT(const float* const* h, CubicFactors f, int count, T* out) {
+    const float* __restrict h0 = h[0];
+    const float* __restrict h1 = h[1];
+    const float* __restrict h2 = h[2];
+    const float* __restrict h3 = h[3];
+    T* __restrict o = out;
+    for (int i = 0; i < count; ++i) o[i] = cubicSample<T>(cubic(h0[i], h1[i], h2[i], h3[i], f));
 }
 
 }  // namespace
@@ -164,24 +169,33 @@ void linearRowH(const uint16_t* s, const int32_t* xo, const int16_t* w, int coun
                 uint16_t* out) {
     linearRowHT(s, xo, w, count, n, out);
 }
+// The vertical passes run over rows that never overlap their output, which
+// lets the compiler widen them.
 void linearRowV(const uint16_t* h0, const uint16_t* h1, int v, int count, uint8_t* out) {
-    for (int i = 0; i < count; ++i) out[i] = linearV<uint8_t>(h0[i], h1[i], v);
+    const uint16_t* __restrict a = h0;
+    const uint16_t* __restrict b = h1;
+    uint8_t* __restrict o = out;
+    for (int i = 0; i < count; ++i) o[i] = linearV<uint8_t>(a[i], b[i], v);
 }
 void linearRowV(const uint16_t* h0, const uint16_t* h1, int v, int count, uint16_t* out) {
-    for (int i = 0; i < count; ++i) out[i] = linearV<uint16_t>(h0[i], h1[i], v);
+    const uint16_t* __restrict a = h0;
+    const uint16_t* __restrict b = h1;
+    uint16_t* __restrict o = out;
+    for (int i = 0; i < count; ++i) o[i] = linearV<uint16_t>(a[i], b[i], v);
 }
-void cubicRowH(const uint8_t* s, const int32_t* xo, const float* t, int count, int n, float* out) {
-    cubicRowHT(s, xo, t, count, n, out);
-}
-void cubicRowH(const uint16_t* s, const int32_t* xo, const float* t, int count, int n,
+void cubicRowH(const uint8_t* s, const int32_t* xo, const CubicFactors* f, int count, int n,
                float* out) {
-    cubicRowHT(s, xo, t, count, n, out);
+    cubicRowHT(s, xo, f, count, n, out);
 }
-void cubicRowV(const float* const* h, float t, int count, uint8_t* out) {
-    cubicRowVT(h, t, count, out);
+void cubicRowH(const uint16_t* s, const int32_t* xo, const CubicFactors* f, int count, int n,
+               float* out) {
+    cubicRowHT(s, xo, f, count, n, out);
 }
-void cubicRowV(const float* const* h, float t, int count, uint16_t* out) {
-    cubicRowVT(h, t, count, out);
+void cubicRowV(const float* const* h, CubicFactors f, int count, uint8_t* out) {
+    cubicRowVT(h, f, count, out);
+}
+void cubicRowV(const float* const* h, CubicFactors f, int count, uint16_t* out) {
+    cubicRowVT(h, f, count, out);
 }
 
 // ---------------------------------------------------------------------
@@ -328,7 +342,7 @@ void runPiece(const Job& j, const Source& s, const Target& d, int ox, int oy, in
 
     int32_t* xo = scratch.take<int32_t>(int64_t(pw) * k);
     int32_t* yr = scratch.take<int32_t>(int64_t(ph) * k);
-    T* out = scratch.take<T>(elems);
+    T* row = scratch.take<T>(elems);
     Ring<uint16_t> lring;
     Ring<float> cring;
     lring.k = 2, cring.k = 4;
@@ -354,6 +368,9 @@ void runPiece(const Job& j, const Source& s, const Target& d, int ox, int oy, in
         for (int y = 0; y < ph; ++y) {
             const int32_t* need = yr + int64_t(y) * k;
             const int gy = oy + y;
+            T* drow = reinterpret_cast<T*>(reinterpret_cast<uint8_t*>(db) + ptrdiff_t(y) * d.step);
+            const bool direct = !j.mask && dp == n;
+            T* out = direct ? drow : row;
             if (j.mode == kInterNN) {
                 nnRow(srow(need[0]), xo, pw, n, out);
             } else if (j.mode == kInterLinear) {
@@ -365,16 +382,12 @@ void runPiece(const Job& j, const Source& s, const Target& d, int ox, int oy, in
             } else {
                 float* h[4];
                 cring.get(need, h, [&](int r, float* b) {
-                    cubicRowH(srow(r), xo, j.cols.t + ox, pw, n, b);
+                    cubicRowH(srow(r), xo, j.cols.f + ox, pw, n, b);
                 });
                 const float* hc[4] = {h[0], h[1], h[2], h[3]};
-                cubicRowV(hc, j.rows.t[gy], int(elems), out);
+                cubicRowV(hc, j.rows.f[gy], int(elems), out);
             }
-            T* drow = reinterpret_cast<T*>(reinterpret_cast<uint8_t*>(db) + ptrdiff_t(y) * d.step);
-            if (!j.mask && dp == n) {
-                std::memcpy(drow, out, size_t(elems) * sizeof(T));
-                continue;
-            }
+            if (direct) continue;
             for (int x = 0; x < pw; ++x) {
                 if (j.mask && !maskBit(j, ox + x, gy)) continue;
                 for (int c = 0; c < n; ++c) drow[ptrdiff_t(x) * dp + c] = out[x * n + c];

@@ -36,34 +36,49 @@ inline unsigned linearH(uint16_t a, uint16_t b, int w) {
 }
 template <class T>
 inline T linearV(unsigned h0, unsigned h1, int v);
+// Horizontal results stay below 2^15 and weights at most 2^14, so the
+// products are those of signed 16-bit numbers and their sum fits 31 bits.
 template <>
 inline uint8_t linearV<uint8_t>(unsigned h0, unsigned h1, int v) {
-    return uint8_t((h0 * unsigned(16384 - v) + h1 * unsigned(v)) >> 20);
+    return uint8_t((int32_t(int16_t(h0)) * int16_t(16384 - v) + int32_t(int16_t(h1)) * int16_t(v)) >> 20);
 }
 template <>
 inline uint16_t linearV<uint16_t>(unsigned h0, unsigned h1, int v) {
-    return uint16_t((h0 * unsigned(16384 - v) + h1 * unsigned(v)) >> 13);
+    return uint16_t((int32_t(int16_t(h0)) * int16_t(16384 - v) + int32_t(int16_t(h1)) * int16_t(v)) >> 13);
 }
 
 // The cubic through y0..y3 at t = -1, 0, 1, 2, by forward differences, in
 // float with every operation rounded (no fused multiply-add): at t = 0 it
-// gives y1 and at t = 2 it gives y3 exactly.
-inline float cubic(float y0, float y1, float y2, float y3, float t) {
-    const float d1 = y1 - y0;
-    const float d2 = (y2 - y1) - d1;
-    const float d3 = ((y3 - 2.0f * y2) + y1) - d2;
+// gives y1 and at t = 2 it gives y3 exactly. The factors a, b, c depend on
+// t alone, so tables hold them per position.
+struct CubicFactors {
+    float a, b, c;
+};
+inline CubicFactors cubicFactors(float t) {
     const float a = t + 1.0f;
     const float b = (t * a) * 0.5f;
     const float c = ((t - 1.0f) * b) * 0.3333333432674408f;
-    return ((y0 + a * d1) + b * d2) + c * d3;
+    return {a, b, c};
+}
+inline float cubic(float y0, float y1, float y2, float y3, CubicFactors f) {
+    const float d1 = y1 - y0;
+    const float d2 = (y2 - y1) - d1;
+    const float d3 = ((y3 - 2.0f * y2) + y1) - d2;
+    return ((y0 + f.a * d1) + f.b * d2) + f.c * d3;
 }
 
-// The sample from the last cubic: round(p + 0.00001 - 0.5), clamped.
+// The sample from the last cubic: round(p + 0.00001 - 0.5) to nearest even,
+// clamped. Adding and taking away 1.5 * 2^23 rounds a float below 2^22 in
+// magnitude (a cubic of 16-bit samples stays far below) to an integer as
+// the default rounding mode does, and unlike a call to the maths library
+// it widens to vectors.
 template <class T>
 inline T cubicSample(float p) {
-    const float r = std::nearbyint((p + 0.00001f) - 0.5f);
-    const float hi = sizeof(T) == 1 ? 255.0f : 65535.0f;
-    return T(r < 0.0f ? 0.0f : (r > hi ? hi : r));
+    constexpr float kMagic = 12582912.0f;
+    constexpr int32_t hi = sizeof(T) == 1 ? 255 : 65535;
+    int32_t r = int32_t(((p + 0.00001f) - 0.5f + kMagic) - kMagic);
+    r = r < 0 ? 0 : r;
+    return T(r > hi ? hi : r);
 }
 
 // One axis of a resampling: per destination column (or row) the source
@@ -74,7 +89,7 @@ struct Axis {
     int count = 0;
     int32_t* tap = nullptr;   // taps() entries per position
     int16_t* w = nullptr;     // linear: 16384 - w, w per position
-    float* t = nullptr;       // cubic: t per position
+    CubicFactors* f = nullptr;  // cubic: the factors of t per position
     int taps() const { return mode == kInterNN ? 1 : mode == kInterLinear ? 2 : 4; }
     // Bytes of storage the tables of n positions take.
     static int64_t bytesFor(int mode, int64_t n);
@@ -96,11 +111,12 @@ void linearRowH(const uint16_t* s, const int32_t* xo, const int16_t* w, int coun
                 uint16_t* out);
 void linearRowV(const uint16_t* h0, const uint16_t* h1, int v, int count, uint8_t* out);
 void linearRowV(const uint16_t* h0, const uint16_t* h1, int v, int count, uint16_t* out);
-void cubicRowH(const uint8_t* s, const int32_t* xo, const float* t, int count, int n, float* out);
-void cubicRowH(const uint16_t* s, const int32_t* xo, const float* t, int count, int n,
+void cubicRowH(const uint8_t* s, const int32_t* xo, const CubicFactors* f, int count, int n,
                float* out);
-void cubicRowV(const float* const* h, float t, int count, uint8_t* out);
-void cubicRowV(const float* const* h, float t, int count, uint16_t* out);
+void cubicRowH(const uint16_t* s, const int32_t* xo, const CubicFactors* f, int count, int n,
+               float* out);
+void cubicRowV(const float* const* h, CubicFactors f, int count, uint8_t* out);
+void cubicRowV(const float* const* h, CubicFactors f, int count, uint16_t* out);
 
 // The engine: checks, mode adjustment, masks, tables and the walk over
 // tiles, reporting under func. Leaves its outcome in the thread's status.
