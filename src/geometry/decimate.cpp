@@ -60,11 +60,13 @@ inline long double lagrange(long double a, long double b, long double c, long do
     return (((P * t3 + R * t2) + Q * t) + 6 * b) * 0.1666666716337204L;
 }
 
-template <class T>
-inline T cutClamp(long double v) {
-    const long double hi = sizeof(T) == 1 ? 255.0L : 65535.0L;
-    const long double t = std::trunc(v);
-    return T(t < 0 ? 0 : (t > hi ? hi : t));
+// v cut toward zero, then clamped to the depth's range; a cast cuts.
+template <class T, class F>
+inline T cutClamp(F v) {
+    const F hi = sizeof(T) == 1 ? 255 : 65535;
+    if (!(v > F(-1))) return 0;
+    if (v >= hi + 1) return T(hi);
+    return T(int32_t(v));
 }
 
 // Reads of one channel of the block, clamped to the image.
@@ -86,10 +88,10 @@ struct BitReader {
     const uint8_t* base;
     ptrdiff_t step;
     int bx, by, W, H;
-    unsigned operator()(int64_t x, int64_t y) const {
+    int64_t operator()(int64_t x, int64_t y) const {
         x = std::clamp<int64_t>(x, 0, W - 1);
         y = std::clamp<int64_t>(y, 0, H - 1);
-        return unsigned(bitAt(base + (y - by) * step, x - bx));
+        return bitAt(base + (y - by) * step, x - bx);
     }
 };
 
@@ -157,47 +159,28 @@ T cubicBoth(const S& s, int64_t px, int64_t py) {
 
 // The weighted sum of the box at (px, py) of xStep x yStep position units:
 // inner samples count 256, edges their weights, corners the product of two
-// weights over 256 (cut, as integers; exact in the double form).
-template <bool Exact, class S>
-auto areaSum(const S& s, int64_t px, int64_t py, int64_t xStep, int64_t yStep) {
-    using Acc = std::conditional_t<Exact, double, int64_t>;
+// weights over 256, cut.
+template <class S>
+int64_t areaSum(const S& s, int64_t px, int64_t py, int64_t xStep, int64_t yStep) {
     const int64_t top = py >> 8, bottom = (py + yStep) >> 8;
     const int64_t left = px >> 8, right = (px + xStep) >> 8;
     const int64_t wTop = 256 - (py & 255), wBottom = (py + yStep) & 255;
     const int64_t wLeft = 256 - (px & 255), wRight = (px + xStep) & 255;
-    auto edge = [](unsigned v, int64_t w) -> Acc {
-        if (Exact) return Acc(v) * (double(w) / 256.0);
-        return Acc(int64_t(v) * w);
-    };
-    auto corner = [](unsigned v, int64_t a, int64_t b) -> Acc {
-        if (Exact) return Acc(v) * (double(a) / 256.0) * (double(b) / 256.0);
-        return Acc((int64_t(v) * a * b) >> 8);
-    };
-    const Acc full = Exact ? Acc(1) : Acc(256);
-    Acc sum = 0;
+    int64_t sum = 0;
     for (int64_t y = top + 1; y < bottom; ++y) {
-        for (int64_t x = left + 1; x < right; ++x) sum += Acc(s(x, y)) * full;
-        sum += edge(s(left, y), wLeft);
-        if (wRight) sum += edge(s(right, y), wRight);
+        for (int64_t x = left + 1; x < right; ++x) sum += s(x, y) * 256;
+        sum += s(left, y) * wLeft;
+        if (wRight) sum += s(right, y) * wRight;
     }
     for (int64_t x = left + 1; x < right; ++x) {
-        sum += edge(s(x, top), wTop);
-        if (wBottom) sum += edge(s(x, bottom), wBottom);
+        sum += s(x, top) * wTop;
+        if (wBottom) sum += s(x, bottom) * wBottom;
     }
-    sum += corner(s(left, top), wTop, wLeft);
-    if (wRight) sum += corner(s(right, top), wTop, wRight);
-    if (wBottom) sum += corner(s(left, bottom), wBottom, wLeft);
-    if (wRight && wBottom) sum += corner(s(right, bottom), wBottom, wRight);
+    sum += (s(left, top) * wTop * wLeft) >> 8;
+    if (wRight) sum += (s(right, top) * wTop * wRight) >> 8;
+    if (wBottom) sum += (s(left, bottom) * wBottom * wLeft) >> 8;
+    if (wRight && wBottom) sum += (s(right, bottom) * wBottom * wRight) >> 8;
     return sum;
-}
-
-template <class T, class S>
-T area(const S& s, int64_t px, int64_t py, int64_t xStep, int64_t yStep) {
-    const double box = double(xStep) * double(yStep);
-    double v;
-    if (sizeof(T) == 2) v = areaSum<true>(s, px, py, xStep, yStep) * (65536.0 / box) + 0.5;
-    else v = double(areaSum<false>(s, px, py, xStep, yStep)) * (256.0 / box) + 0.5;
-    return cutClamp<T>(std::trunc(v));
 }
 
 // The destination piece at written (ox, oy), pw x ph, row 0 at drow with
@@ -227,8 +210,150 @@ void fill(const Dec& d, const Piece& p, int channel, F&& f) {
     }
 }
 
+// Area averaging a row of boxes at a time. Per destination row, each
+// source column gets its sum over the box's inner rows and its weighted
+// column sum; a box adds up the weighted sums of its middle columns, and
+// its left and right columns and corners apart. 8U keeps the corners' cut products; 16U works in units
+// of 1/65536, in which its fractional weights are exact, and converts once.
+template <class T>
+void areaRows(const Dec& d, const Block& b, const Piece& p) {
+    const bool pixelOrder = d.src->dataOrder == ZOL_DATA_ORDER_PIXEL;
+    const int pix = pixelOrder ? d.src->nChannels : 1, planes = pixelOrder ? 1 : d.cs.n;
+    const int dpix = pixelOrder ? d.dst->nChannels : 1;
+    const int64_t px0 = d.x0 + int64_t(p.ox) * d.xStep;
+    const int cols = int(((px0 + int64_t(p.pw) * d.xStep) >> 8) - (px0 >> 8)) + 1;
+    const int64_t xl = px0 >> 8;  // first column of the first box
+    const int64_t n = int64_t(cols + 1) * pix;
+    struct Arrays {
+        int64_t *inner, *col;
+        ~Arrays() { zolFree(inner); }
+    } a{static_cast<int64_t*>(n * 16 <= INT_MAX ? zolMalloc(int(n * 16)) : nullptr), nullptr};
+    if (!a.inner) {
+        report(ZOL_STATUS_NO_MEMORY, msg::kDecimate, msg::kOutOfMemory);
+        return;
+    }
+    a.col = a.inner + n;
+    const double box = double(d.xStep) * double(d.yStep);
+    for (int pl = 0; pl < planes; ++pl) {
+        const uint8_t* base = b.data + (pixelOrder ? 0 : (d.cs.first + pl) * b.plane);
+        // Element e of source row y, e counted from column xl; columns past
+        // the image are never weighted, so they read as 0.
+        const int64_t have = std::min<int64_t>(cols, b.bx + int64_t(b.W) - xl) * pix;
+        auto row = [&](int64_t y) {
+            return reinterpret_cast<const T*>(base + (y - b.by) * b.step) + (xl - b.bx) * pix;
+        };
+        for (int y = 0; y < p.ph; ++y) {
+            const int64_t py = d.y0 + int64_t(p.oy + y) * d.yStep;
+            const int64_t top = py >> 8, bottom = (py + d.yStep) >> 8;
+            const int64_t wTop = 256 - (py & 255), wBottom = (py + d.yStep) & 255;
+            if (bottom - top < 2) std::fill(a.inner, a.inner + n, 0);
+            for (int64_t r = top + 1; r < bottom; ++r) {
+                const T* s = row(r);
+                if (r == top + 1) std::copy(s, s + have, a.inner);
+                else for (int64_t e = 0; e < have; ++e) a.inner[e] += s[e];
+            }
+            const T* st = row(top);
+            const T* sb = wBottom ? row(bottom) : st;
+            for (int64_t e = 0; e < have; ++e)
+                a.col[e] = a.inner[e] * 256 + st[e] * wTop + (wBottom ? sb[e] * wBottom : 0);
+            for (int64_t e = have; e < n; ++e) a.col[e] = 0;
+            uint8_t* drow = p.data + ptrdiff_t(y) * p.step +
+                            (pixelOrder ? d.cd.first * ptrdiff_t(sizeof(T)) : (d.cd.first + pl) * p.plane);
+            int64_t px = px0;
+            for (int x = 0; x < p.pw; ++x, px += d.xStep) {
+                const int64_t left = (px >> 8) - xl, right = ((px + d.xStep) >> 8) - xl;
+                const int64_t wLeft = 256 - (px & 255), wRight = (px + d.xStep) & 255;
+                for (int c = 0; c < (pixelOrder ? d.cs.n : 1); ++c) {
+                    const int64_t el = left * pix + (pixelOrder ? d.cs.first + c : 0);
+                    const int64_t er = right * pix + (pixelOrder ? d.cs.first + c : 0);
+                    int64_t mid = 0;
+                    for (int64_t e = el + pix; e < er; e += pix) mid += a.col[e];
+                    double v;
+                    if (sizeof(T) == 2) {
+                        const int64_t w = 256 * mid + wLeft * a.col[el] + (wRight ? wRight * a.col[er] : 0);
+                        v = double(w) / 65536.0 * (65536.0 / box) + 0.5;
+                    } else {
+                        int64_t w = mid + a.inner[el] * wLeft + ((st[el] * wTop * wLeft) >> 8);
+                        if (wBottom) w += (sb[el] * wBottom * wLeft) >> 8;
+                        if (wRight) {
+                            w += a.inner[er] * wRight + ((st[er] * wTop * wRight) >> 8);
+                            if (wBottom) w += (sb[er] * wBottom * wRight) >> 8;
+                        }
+                        v = double(w) * (256.0 / box) + 0.5;
+                    }
+                    const T out = cutClamp<T>(v);
+                    std::memcpy(drow + (ptrdiff_t(x) * dpix + c) * ptrdiff_t(sizeof(T)), &out, sizeof out);
+                }
+            }
+        }
+    }
+}
+
+// Area averaging by whole factors: every weight is 256, so a box is the
+// plain sum of kx x ky samples, taken as column sums over ky rows first.
+// The final step is the same double arithmetic as in the general case.
+template <class T>
+void areaWhole(const Dec& d, const Block& b, const Piece& p) {
+    const bool pixelOrder = d.src->dataOrder == ZOL_DATA_ORDER_PIXEL;
+    const int pix = pixelOrder ? d.src->nChannels : 1, planes = pixelOrder ? 1 : d.cs.n;
+    const int dpix = pixelOrder ? d.dst->nChannels : 1, nc = pixelOrder ? d.cs.n : 1;
+    const int64_t kx = d.xStep >> 8, ky = d.yStep >> 8;
+    const int64_t xl = (d.x0 >> 8) + int64_t(p.ox) * kx;
+    const int64_t n = int64_t(p.pw) * kx * pix;
+    // Column sums, then the box sums of one channel.
+    uint32_t* col = static_cast<uint32_t*>(n * 8 + 16 <= INT_MAX ? zolMalloc(int(n * 8 + 16)) : nullptr);
+    if (!col) {
+        report(ZOL_STATUS_NO_MEMORY, msg::kDecimate, msg::kOutOfMemory);
+        return;
+    }
+    // 8U weighs a sample 256 and scales by 256 / box, 16U weighs it 1 and
+    // scales by 65536 / box; both are the sum times g, rounded once.
+    const double g = 65536.0 / (double(d.xStep) * double(d.yStep));
+    for (int pl = 0; pl < planes; ++pl) {
+        const uint8_t* base = b.data + (pixelOrder ? 0 : (d.cs.first + pl) * b.plane);
+        for (int y = 0; y < p.ph; ++y) {
+            const int64_t top = (d.y0 >> 8) + int64_t(p.oy + y) * ky;
+            for (int64_t r = 0; r < ky; ++r) {
+                const T* __restrict s =
+                    reinterpret_cast<const T*>(base + (top + r - b.by) * b.step) + (xl - b.bx) * pix;
+                uint32_t* __restrict c = col;
+                if (r == 0) for (int64_t e = 0; e < n; ++e) c[e] = s[e];
+                else for (int64_t e = 0; e < n; ++e) c[e] += s[e];
+            }
+            uint8_t* drow = p.data + ptrdiff_t(y) * p.step +
+                            (pixelOrder ? d.cd.first * ptrdiff_t(sizeof(T)) : (d.cd.first + pl) * p.plane);
+            for (int c = 0; c < nc; ++c) {
+                const uint32_t* __restrict src = col + (pixelOrder ? d.cs.first + c : 0);
+                uint32_t* __restrict sum = col + n;
+                if (kx == 2 && pix == 1) {
+                    for (int x = 0; x < p.pw; ++x) sum[x] = src[2 * x] + src[2 * x + 1];
+                } else {
+                    for (int x = 0; x < p.pw; ++x) {
+                        uint32_t t = 0;
+                        for (int64_t k = 0; k < kx; ++k) t += src[(x * kx + k) * pix];
+                        sum[x] = t;
+                    }
+                }
+                // The mean of samples cannot pass the range: the cast alone cuts.
+                T* __restrict out = reinterpret_cast<T*>(drow) + c;
+                if (dpix == 1) {
+                    for (int x = 0; x < p.pw; ++x) out[x] = T(int32_t(double(sum[x]) * g + 0.5));
+                } else {
+                    for (int x = 0; x < p.pw; ++x) out[ptrdiff_t(x) * dpix] = T(int32_t(double(sum[x]) * g + 0.5));
+                }
+            }
+        }
+    }
+    zolFree(col);
+}
+
 template <class T>
 void runPiece(const Dec& d, const Block& b, const Piece& p) {
+    // Whole factors whose box sums fit 32 bits take the plain sums.
+    if (d.mode == kSuper && !(d.xStep & 255) && !(d.yStep & 255) &&
+        (d.xStep >> 8) * (d.yStep >> 8) <= 65536)
+        return areaWhole<T>(d, b, p);
+    if (d.mode == kSuper) return areaRows<T>(d, b, p);
     const bool pixelOrder = d.src->dataOrder == ZOL_DATA_ORDER_PIXEL;
     for (int c = 0; c < d.cs.n; ++c) {
         const int sc = d.cs.first + c;
@@ -246,8 +371,7 @@ void runPiece(const Dec& d, const Block& b, const Piece& p) {
                 else if (d.yWhole) fill<T>(d, p, c, [&](int64_t px, int64_t py) { return cubicAlongX<T>(s, px, py); });
                 else fill<T>(d, p, c, [&](int64_t px, int64_t py) { return cubicBoth<T>(s, px, py); });
                 break;
-            default:
-                fill<T>(d, p, c, [&](int64_t px, int64_t py) { return area<T>(s, px, py, d.xStep, d.yStep); });
+            default: break;
         }
     }
 }
@@ -262,7 +386,7 @@ void runBits(const Dec& d, const Block& b, const Piece& p) {
             unsigned v;
             if (d.mode == kSuper) {
                 // A mean of one half or more rounds to 1.
-                const int64_t w = areaSum<false>(s, px, py, d.xStep, d.yStep);
+                const int64_t w = areaSum(s, px, py, d.xStep, d.yStep);
                 v = unsigned(int64_t(double(w) * (256.0 / (double(d.xStep) * double(d.yStep))) + 0.5) & 1);
             } else {
                 v = s(px >> 8, py >> 8);
