@@ -469,6 +469,7 @@ int decimateWalk(const Dec& d) {
             }
             zolFree(block);
             if (dst->tileInfo) dst->tileInfo->callBack(dst, col, row, ZOL_TILE_RELEASE);
+            if (zolGetErrStatus() < 0) return 0;  // a scratch row could not be had
         }
     }
     return 1;
