@@ -415,3 +415,24 @@ TEST(GeometryReports, EachBadCallReportsExactly) {
         EXPECT_FALSE(tb.held() || ta.held()) << "row " << i;
     }
 }
+
+// Each scratch block that cannot be had ends the call with a report, and
+// a call whose blocks all come writes what the model says.
+TEST(GeometryMemory, FailedAllocationsAreReported) {
+    Image s(8, 3, 40, 30), d(8, 3, 61, 47), m(1, 1, 40, 30), e(8, 3, 31, 22);
+    s.randomize(3), m.randomize(4);
+    s->maskROI = m;
+    for (int n = 1; n < 12; ++n) {
+        kit::HeapFailure fail(n);
+        kit::Recorder rec;
+        const int r = zolResize(s, d, 3, 2, 3, 2, ZOL_INTER_CUBIC);
+        std::string log;
+        for (const kit::Report& x : rec.reports()) log += std::to_string(x.status) + " " + x.func + " " + x.context + "\n";
+        EXPECT_TRUE(r == 0 ? rec.none() : r == -1 && rec.reports().back().func == "zolResize") << n << log;
+        s->maskROI = nullptr;
+        zolSetErrStatus(0);
+        const int q = zolDecimate(s, e, 3, 4, 5, 7, ZOL_INTER_SUPER);
+        EXPECT_TRUE(q == 1 || (q == 0 && rec.reports().back().status == -4)) << n;
+        s->maskROI = m;
+    }
+}

@@ -570,7 +570,10 @@ void ownResizeEngine(const char* func, ZolImage* src, ZolImage* dst, int xDst, i
             ok = zolGetErrStatus() >= 0;
         }
         if (!ok) {
-            if (made) zolDeallocate(made, ZOL_FREE_HEADER | ZOL_FREE_DATA);
+            // A Backtrace report leaves the status as it is: a mask image that
+            // could not be had must show in it.
+            if (!made) report(ZOL_STATUS_NO_MEMORY, func, msg::kOutOfMemory);
+            else zolDeallocate(made, ZOL_FREE_HEADER | ZOL_FREE_DATA);
             report(ZOL_STATUS_BACKTRACE, func, msg::kNoContext);
             return;
         }
