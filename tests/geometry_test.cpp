@@ -9,6 +9,8 @@
 #include <memory>
 #include <random>
 
+#include "core/simd.h"
+#include "geometry/resample.h"
 #include "kit.h"
 #include "tiles.h"
 
@@ -435,4 +437,64 @@ TEST(GeometryMemory, FailedAllocationsAreReported) {
         EXPECT_TRUE(q == 1 || (q == 0 && rec.reports().back().status == -4)) << n;
         s->maskROI = m;
     }
+}
+
+// Every SIMD form this CPU runs gives the plain row passes' bytes, on all
+// lengths up to 67 and a long row, with rows in range and the bytes past
+// each output unchanged; the 8U horizontal pass also with taps that are
+// not adjacent (one channel of three) and with a read limit.
+TEST(ResampleForms, RowPassesEqualPlain) {
+    using namespace zol;
+    using namespace zol::geo;
+    const Form saved = formCap();
+    std::mt19937 g(99);
+    int ran = 0;
+    for (int f = 1; f < kForms; ++f) {
+        if (!formRuns(Form(f))) continue;
+        ++ran;
+        setFormCap(Form(f));
+        ASSERT_EQ(Form(f), resampleForm());
+        const ResampleKernels& k = resampleKernels();
+        for (int n : {0, 1, 2, 3, 5, 7, 8, 9, 15, 16, 17, 31, 33, 63, 67, 4099}) {
+            SCOPED_TRACE(testing::Message() << formName(Form(f)) << " n " << n);
+            std::vector<uint16_t> h[2];
+            std::vector<float> c[4];
+            std::vector<uint8_t> src(size_t(3 * n + 8));
+            const size_t len = static_cast<size_t>(n);
+            std::vector<int32_t> x0(len), x1(len);
+            std::vector<int16_t> w(len);
+            for (auto& r : h) for (int i = 0; i < n; ++i) r.push_back(uint16_t(g() % 32768));
+            for (auto& r : c) for (int i = 0; i < n; ++i) r.push_back(float(int(g() % 140000) - 70000) / 8);
+            for (auto& b : src) b = uint8_t(g());
+            const int stride = 1 + int(g() % 3), v = int(g() % 16385);
+            for (int i = 0, at = 0; i < n; ++i, at = std::min(at + int(g() % 3), 2 * n)) {
+                x0[size_t(i)] = at, w[size_t(i)] = int16_t(g() % 5 ? g() % 16385 : 0);
+                x1[size_t(i)] = at + (w[size_t(i)] || g() % 2 ? stride : 0);
+            }
+            const float* cr[4] = {c[0].data(), c[1].data(), c[2].data(), c[3].data()};
+            const CubicFactors cf = cubicFactors(float(g() % 256) / 256);
+            std::vector<uint8_t> a8(len + 8, 7), b8 = a8;
+            std::vector<uint16_t> a16(len + 8, 7), b16 = a16, ah(a16), bh(a16);
+            const ptrdiff_t avail = ptrdiff_t(src.size()) - ptrdiff_t(g() % 6);
+            k.linearH8(src.data(), x0.data(), x1.data(), w.data(), n, 1, ah.data(), avail);
+            linearRowH(src.data(), x0.data(), x1.data(), w.data(), n, 1, bh.data(), avail);
+            EXPECT_EQ(bh, ah);
+            std::vector<uint16_t> q[2] = {h[0], h[1]};  // 8U horizontal results stay below 16321
+            for (auto& r : q) for (auto& x : r) x = uint16_t(x % 16321);
+            k.linearV8(q[0].data(), q[1].data(), v, n, a8.data());
+            linearRowV(q[0].data(), q[1].data(), v, n, b8.data());
+            EXPECT_EQ(b8, a8);
+            k.linearV16(h[0].data(), h[1].data(), v, n, a16.data());
+            linearRowV(h[0].data(), h[1].data(), v, n, b16.data());
+            EXPECT_EQ(b16, a16);
+            k.cubicV8(cr, cf, n, a8.data());
+            cubicRowV(cr, cf, n, b8.data());
+            EXPECT_EQ(b8, a8);
+            k.cubicV16(cr, cf, n, a16.data());
+            cubicRowV(cr, cf, n, b16.data());
+            EXPECT_EQ(b16, a16);
+        }
+    }
+    setFormCap(saved);
+    if (!ran) GTEST_SKIP() << "this CPU runs no SIMD form of this build";
 }

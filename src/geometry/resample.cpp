@@ -99,25 +99,25 @@ inline void nnRowT(const T* s, const int32_t* xo, int count, int n, T* out) {
 }
 
 template <int N, class T>
-inline void linearHN(const T* s, const int32_t* xo, const int16_t* w, int count, int n,
-                     uint16_t* out) {
+inline void linearHN(const T* s, const int32_t* x0, const int32_t* x1, const int16_t* w, int count,
+                     int n, uint16_t* out) {
     const int nn = N ? N : n;
     for (int x = 0; x < count; ++x, out += nn) {
-        const T* a = s + xo[2 * x];
-        const T* b = s + xo[2 * x + 1];
-        const int wb = w[2 * x + 1];
+        const T* a = s + x0[x];
+        const T* b = s + x1[x];
+        const int wb = w[x];
         for (int c = 0; c < nn; ++c) out[c] = uint16_t(linearH(a[c], b[c], wb));
     }
 }
 
 template <class T>
-inline void linearRowHT(const T* s, const int32_t* xo, const int16_t* w, int count, int n,
-                        uint16_t* out) {
+inline void linearRowHT(const T* s, const int32_t* x0, const int32_t* x1, const int16_t* w,
+                        int count, int n, uint16_t* out) {
     switch (n) {
-        case 1: return linearHN<1>(s, xo, w, count, n, out);
-        case 3: return linearHN<3>(s, xo, w, count, n, out);
-        case 4: return linearHN<4>(s, xo, w, count, n, out);
-        default: return linearHN<0>(s, xo, w, count, n, out);
+        case 1: return linearHN<1>(s, x0, x1, w, count, n, out);
+        case 3: return linearHN<3>(s, x0, x1, w, count, n, out);
+        case 4: return linearHN<4>(s, x0, x1, w, count, n, out);
+        default: return linearHN<0>(s, x0, x1, w, count, n, out);
     }
 }
 
@@ -161,13 +161,13 @@ void nnRow(const uint8_t* s, const int32_t* xo, int count, int n, uint8_t* out) 
 void nnRow(const uint16_t* s, const int32_t* xo, int count, int n, uint16_t* out) {
     nnRowT(s, xo, count, n, out);
 }
-void linearRowH(const uint8_t* s, const int32_t* xo, const int16_t* w, int count, int n,
-                uint16_t* out) {
-    linearRowHT(s, xo, w, count, n, out);
+void linearRowH(const uint8_t* s, const int32_t* x0, const int32_t* x1, const int16_t* w,
+                int count, int n, uint16_t* out, ptrdiff_t) {
+    linearRowHT(s, x0, x1, w, count, n, out);
 }
-void linearRowH(const uint16_t* s, const int32_t* xo, const int16_t* w, int count, int n,
-                uint16_t* out) {
-    linearRowHT(s, xo, w, count, n, out);
+void linearRowH(const uint16_t* s, const int32_t* x0, const int32_t* x1, const int16_t* w,
+                int count, int n, uint16_t* out, ptrdiff_t) {
+    linearRowHT(s, x0, x1, w, count, n, out);
 }
 // The vertical passes run over rows that never overlap their output, which
 // lets the compiler widen them.
@@ -197,6 +197,22 @@ void cubicRowV(const float* const* h, CubicFactors f, int count, uint8_t* out) {
 void cubicRowV(const float* const* h, CubicFactors f, int count, uint16_t* out) {
     cubicRowVT(h, f, count, out);
 }
+
+namespace {
+ResampleKernels makeTable(Form form) {
+    ResampleKernels k;
+    k.linearH8 = linearRowH;
+    k.linearV8 = linearRowV;
+    k.linearV16 = linearRowV;
+    k.cubicV8 = cubicRowV;
+    k.cubicV16 = cubicRowV;
+    resampleSimd(form, k);
+    return k;
+}
+}  // namespace
+
+const ResampleKernels& resampleKernels() { return tableForActiveForm(makeTable); }
+Form resampleForm() { return activeForm(); }
 
 // ---------------------------------------------------------------------
 // The engine
@@ -248,6 +264,7 @@ struct Source {
     const uint8_t* data;
     ptrdiff_t step, plane;
     int bx, by;
+    const uint8_t* end;  // one past the last byte that may be read
 };
 
 // The piece of the destination: data is its first pixel's row (channel 0
@@ -339,6 +356,7 @@ void runPiece(const Job& j, const Source& s, const Target& d, int ox, int oy, in
     const int planes = pixelOrder ? 1 : j.cs.n;
     const int k = j.cols.taps();
     const int64_t elems = int64_t(pw) * n;
+    const ResampleKernels& kernels = resampleKernels();
 
     int32_t* xo = scratch.take<int32_t>(int64_t(pw) * k);
     int32_t* yr = scratch.take<int32_t>(int64_t(ph) * k);
@@ -354,6 +372,21 @@ void runPiece(const Job& j, const Source& s, const Target& d, int ox, int oy, in
     for (int64_t i = 0; i < int64_t(pw) * k; ++i)
         xo[i] = (j.cols.tap[int64_t(ox) * k + i] - s.bx) * sp;
     for (int64_t i = 0; i < int64_t(ph) * k; ++i) yr[i] = j.rows.tap[int64_t(oy) * k + i] - s.by;
+    // Linear taps and weights side by side per destination pixel.
+    const int32_t* lx0 = xo;
+    const int32_t* lx1 = xo;
+    const int16_t* lw = nullptr;
+    if (j.mode == kInterLinear) {
+        int32_t* planar = scratch.take<int32_t>(3 * int64_t(pw));
+        if (!planar) return;
+        auto* w = reinterpret_cast<int16_t*>(planar + 2 * int64_t(pw));
+        for (int x = 0; x < pw; ++x) {
+            planar[x] = xo[2 * x];
+            planar[pw + x] = xo[2 * x + 1];
+            w[x] = j.cols.w[2 * (int64_t(ox) + x) + 1];
+        }
+        lx0 = planar, lx1 = planar + pw, lw = w;
+    }
 
     for (int p = 0; p < planes; ++p) {
         const T* sb = reinterpret_cast<const T*>(s.data + (pixelOrder ? 0 : (j.cs.first + p) * s.plane)) +
@@ -376,16 +409,22 @@ void runPiece(const Job& j, const Source& s, const Target& d, int ox, int oy, in
             } else if (j.mode == kInterLinear) {
                 uint16_t* h[2];
                 lring.get(need, h, [&](int r, uint16_t* b) {
-                    linearRowH(srow(r), xo, j.cols.w + int64_t(ox) * 2, pw, n, b);
+                    const T* row = srow(r);
+                    const ptrdiff_t avail = (s.end - reinterpret_cast<const uint8_t*>(row)) / ptrdiff_t(sizeof(T));
+                    if constexpr (sizeof(T) == 1) kernels.linearH8(row, lx0, lx1, lw, pw, n, b, avail);
+                    else linearRowH(row, lx0, lx1, lw, pw, n, b, avail);
                 });
-                linearRowV(h[0], h[1], j.rows.w[2 * int64_t(gy) + 1], int(elems), out);
+                const int v = j.rows.w[2 * int64_t(gy) + 1];
+                if constexpr (sizeof(T) == 1) kernels.linearV8(h[0], h[1], v, int(elems), out);
+                else kernels.linearV16(h[0], h[1], v, int(elems), out);
             } else {
                 float* h[4];
                 cring.get(need, h, [&](int r, float* b) {
                     cubicRowH(srow(r), xo, j.cols.f + ox, pw, n, b);
                 });
                 const float* hc[4] = {h[0], h[1], h[2], h[3]};
-                cubicRowV(hc, j.rows.f[gy], int(elems), out);
+                if constexpr (sizeof(T) == 1) kernels.cubicV8(hc, j.rows.f[gy], int(elems), out);
+                else kernels.cubicV16(hc, j.rows.f[gy], int(elems), out);
             }
             if (direct) continue;
             for (int x = 0; x < pw; ++x) {
@@ -451,7 +490,8 @@ void walk(const Job& j) {
                              j.rd.y + oy);
             }
             Source s{reinterpret_cast<const uint8_t*>(src->imageData), src->widthStep,
-                     ptrdiff_t(src->widthStep) * src->height, 0, 0};
+                     ptrdiff_t(src->widthStep) * src->height, 0, 0,
+                     reinterpret_cast<const uint8_t*>(src->imageData) + src->imageSize};
             void* block = nullptr;
             if (src->tileInfo) {
                 // Taps rise with the position: the first and last entries bound them.
@@ -464,8 +504,10 @@ void walk(const Job& j) {
                     report(ZOL_STATUS_FAILED, j.func, msg::kGetTileRead);
                     return;
                 }
-                s = Source{static_cast<const uint8_t*>(block), stride,
-                           ptrdiff_t(stride) * (yh - yl + 1), xl, yl};
+                const ptrdiff_t plane = ptrdiff_t(stride) * (yh - yl + 1);
+                const int planes = src->dataOrder == ZOL_DATA_ORDER_PLANE ? src->nChannels : 1;
+                s = Source{static_cast<const uint8_t*>(block), stride, plane, xl, yl,
+                           static_cast<const uint8_t*>(block) + plane * planes};
             }
             runAny(j, s, d, ox, oy, pw, ph);
             zolFree(block);

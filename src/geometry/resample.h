@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "core/simd.h"
 #include "zol.h"
 
 namespace zol {
@@ -105,10 +106,13 @@ void buildAxis(Axis& axis, void* memory, int mode, int n, double step, int origi
 // element offsets per destination pixel (the pixel's first channel).
 void nnRow(const uint8_t* s, const int32_t* xo, int count, int n, uint8_t* out);
 void nnRow(const uint16_t* s, const int32_t* xo, int count, int n, uint16_t* out);
-void linearRowH(const uint8_t* s, const int32_t* xo, const int16_t* w, int count, int n,
-                uint16_t* out);
-void linearRowH(const uint16_t* s, const int32_t* xo, const int16_t* w, int count, int n,
-                uint16_t* out);
+// Linear takes its taps and the second weight as separate arrays: x0, x1
+// element offsets and w per destination pixel. avail is the number of
+// elements from s that may be read (a vector form reads a little ahead).
+void linearRowH(const uint8_t* s, const int32_t* x0, const int32_t* x1, const int16_t* w,
+                int count, int n, uint16_t* out, ptrdiff_t avail);
+void linearRowH(const uint16_t* s, const int32_t* x0, const int32_t* x1, const int16_t* w,
+                int count, int n, uint16_t* out, ptrdiff_t avail);
 void linearRowV(const uint16_t* h0, const uint16_t* h1, int v, int count, uint8_t* out);
 void linearRowV(const uint16_t* h0, const uint16_t* h1, int v, int count, uint16_t* out);
 void cubicRowH(const uint8_t* s, const int32_t* xo, const CubicFactors* f, int count, int n,
@@ -117,6 +121,21 @@ void cubicRowH(const uint16_t* s, const int32_t* xo, const CubicFactors* f, int 
                float* out);
 void cubicRowV(const float* const* h, CubicFactors f, int count, uint8_t* out);
 void cubicRowV(const float* const* h, CubicFactors f, int count, uint16_t* out);
+
+// The horizontal 8U linear pass and the vertical passes by form: the plain ones above, or Highway forms that
+// give the same bytes (resample_simd.cpp).
+struct ResampleKernels {
+    void (*linearH8)(const uint8_t* s, const int32_t* x0, const int32_t* x1, const int16_t* w,
+                     int count, int n, uint16_t* out, ptrdiff_t avail);
+    void (*linearV8)(const uint16_t* h0, const uint16_t* h1, int v, int count, uint8_t* out);
+    void (*linearV16)(const uint16_t* h0, const uint16_t* h1, int v, int count, uint16_t* out);
+    void (*cubicV8)(const float* const* h, CubicFactors f, int count, uint8_t* out);
+    void (*cubicV16)(const float* const* h, CubicFactors f, int count, uint16_t* out);
+};
+void resampleSimd(Form form, ResampleKernels& k);
+const ResampleKernels& resampleKernels();
+// The form the family picks now.
+Form resampleForm();
 
 // The engine: checks, mode adjustment, masks, tables and the walk over
 // tiles, reporting under func. Leaves its outcome in the thread's status.
