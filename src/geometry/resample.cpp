@@ -376,16 +376,21 @@ void runPiece(const Job& j, const Source& s, const Target& d, int ox, int oy, in
     const int32_t* lx0 = xo;
     const int32_t* lx1 = xo;
     const int16_t* lw = nullptr;
+    // 8U pixels of several channels go element by element, each with its
+    // own taps, so that one row kernel serves every channel count.
+    const bool perElement = sizeof(T) == 1 && n > 1;
+    const int64_t hcount = perElement ? elems : pw;
     if (j.mode == kInterLinear) {
-        int32_t* planar = scratch.take<int32_t>(3 * int64_t(pw));
+        int32_t* planar = scratch.take<int32_t>(3 * hcount);
         if (!planar) return;
-        auto* w = reinterpret_cast<int16_t*>(planar + 2 * int64_t(pw));
-        for (int x = 0; x < pw; ++x) {
-            planar[x] = xo[2 * x];
-            planar[pw + x] = xo[2 * x + 1];
-            w[x] = j.cols.w[2 * (int64_t(ox) + x) + 1];
+        auto* w = reinterpret_cast<int16_t*>(planar + 2 * hcount);
+        for (int64_t e = 0; e < hcount; ++e) {
+            const int64_t x = perElement ? e / n : e, c = perElement ? e % n : 0;
+            planar[e] = int32_t(xo[2 * x] + c);
+            planar[hcount + e] = int32_t(xo[2 * x + 1] + c);
+            w[e] = j.cols.w[2 * (int64_t(ox) + x) + 1];
         }
-        lx0 = planar, lx1 = planar + pw, lw = w;
+        lx0 = planar, lx1 = planar + hcount, lw = w;
     }
 
     for (int p = 0; p < planes; ++p) {
@@ -411,7 +416,8 @@ void runPiece(const Job& j, const Source& s, const Target& d, int ox, int oy, in
                 lring.get(need, h, [&](int r, uint16_t* b) {
                     const T* row = srow(r);
                     const ptrdiff_t avail = (s.end - reinterpret_cast<const uint8_t*>(row)) / ptrdiff_t(sizeof(T));
-                    if constexpr (sizeof(T) == 1) kernels.linearH8(row, lx0, lx1, lw, pw, n, b, avail);
+                    if constexpr (sizeof(T) == 1)
+                        kernels.linearH8(row, lx0, lx1, lw, int(hcount), perElement ? 1 : n, b, avail);
                     else linearRowH(row, lx0, lx1, lw, pw, n, b, avail);
                 });
                 const int v = j.rows.w[2 * int64_t(gy) + 1];

@@ -19,10 +19,10 @@ namespace {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-// One channel of 8-bit samples lying side by side: a 32-bit word gathered
-// at each first tap holds both samples (the second tap is the next byte,
-// or its weight is 0).
-// Words must not be read past avail; the rest goes to the plain pass.
+// Single 8-bit elements: a 32-bit word gathered at each first tap holds
+// both samples where the second tap is the next byte (or its weight is 0),
+// else a second gather brings it. Words must not be read past avail; the
+// rest goes to the plain pass.
 void linearH8(const uint8_t* s, const int32_t* x0, const int32_t* x1, const int16_t* w,
               int count, int n, uint16_t* out, ptrdiff_t avail) {
     int i = 0;
@@ -34,14 +34,17 @@ void linearH8(const uint8_t* s, const int32_t* x0, const int32_t* x1, const int1
         const int lanes = int(hn::Lanes(d32));
         const auto* base = reinterpret_cast<const int32_t*>(s);
         const auto one = hn::Set(d32, 1), zero = hn::Zero(d32);
-        for (; i + lanes <= count && x0[i + lanes - 1] + 4 <= avail; i += lanes) {
-            const auto o = hn::LoadU(d32, x0 + i);
+        for (; i + lanes <= count && x0[i + lanes - 1] + 4 <= avail && x1[i + lanes - 1] + 4 <= avail;
+             i += lanes) {
+            const auto o = hn::LoadU(d32, x0 + i), o1 = hn::LoadU(d32, x1 + i);
             const auto wb = hn::PromoteTo(d32, hn::LoadU(dw, w + i));
-            // Samples of one channel among several are not adjacent bytes.
-            const auto apart = hn::Sub(hn::LoadU(d32, x1 + i), o);
-            if (!hn::AllTrue(d32, hn::Or(hn::Eq(apart, one), hn::Eq(wb, zero)))) break;
             const auto v = hn::GatherOffset(d32, base, o);
-            const auto a = hn::And(v, byte), b = hn::And(hn::ShiftRight<8>(v), byte);
+            const auto a = hn::And(v, byte);
+            // Taps of one channel among several are not adjacent bytes: a
+            // second gather brings the second sample.
+            const bool adjacent = hn::AllTrue(d32, hn::Or(hn::Eq(hn::Sub(o1, o), one), hn::Eq(wb, zero)));
+            const auto b = adjacent ? hn::And(hn::ShiftRight<8>(v), byte)
+                                    : hn::And(hn::GatherOffset(d32, base, o1), byte);
             const auto r = hn::ShiftRight<8>(hn::Add(hn::Mul(a, hn::Sub(full, wb)), hn::Mul(b, wb)));
             hn::StoreU(hn::DemoteTo(d16, r), d16, out + i);
         }
