@@ -459,7 +459,7 @@ TEST(ResampleForms, RowPassesEqualPlain) {
             SCOPED_TRACE(testing::Message() << formName(Form(f)) << " n " << n);
             std::vector<uint16_t> h[2];
             std::vector<float> c[4];
-            std::vector<uint8_t> src(size_t(3 * n + 8));
+            std::vector<uint8_t> src(size_t(3 * n + 16));
             const size_t len = static_cast<size_t>(n);
             std::vector<int32_t> x0(len), x1(len);
             std::vector<int16_t> w(len);
@@ -479,6 +479,14 @@ TEST(ResampleForms, RowPassesEqualPlain) {
             k.linearH8(src.data(), x0.data(), x1.data(), w.data(), n, 1, ah.data(), avail);
             linearRowH(src.data(), x0.data(), x1.data(), w.data(), n, 1, bh.data(), avail);
             EXPECT_EQ(bh, ah);
+            std::vector<float> fa(len), fb(len), fc(len), ca(len + 8, 7.0f), cb(ca);
+            for (size_t i = 0; i < len; ++i) {
+                const CubicFactors t = cubicFactors(float(g() % 512) / 256 - 1);
+                fa[i] = t.a, fb[i] = t.b, fc[i] = t.c;
+            }
+            k.cubicH8(src.data(), x0.data(), stride, fa.data(), fb.data(), fc.data(), n, ca.data(), avail - 3 * stride);
+            cubicRowH8(src.data(), x0.data(), stride, fa.data(), fb.data(), fc.data(), n, cb.data(), avail - 3 * stride);
+            EXPECT_EQ(cb, ca);
             std::vector<uint16_t> q[2] = {h[0], h[1]};  // 8U horizontal results stay below 16321
             for (auto& r : q) for (auto& x : r) x = uint16_t(x % 16321);
             k.linearV8(q[0].data(), q[1].data(), v, n, a8.data());

@@ -191,6 +191,14 @@ void cubicRowH(const uint16_t* s, const int32_t* xo, const CubicFactors* f, int 
                float* out) {
     cubicRowHT(s, xo, f, count, n, out);
 }
+void cubicRowH8(const uint8_t* s, const int32_t* t0, int step, const float* a, const float* b,
+                const float* c, int count, float* out, ptrdiff_t) {
+    for (int e = 0; e < count; ++e) {
+        const uint8_t* p = s + t0[e];
+        out[e] = cubic(float(p[0]), float(p[step]), float(p[2 * step]), float(p[3 * step]),
+                       CubicFactors{a[e], b[e], c[e]});
+    }
+}
 void cubicRowV(const float* const* h, CubicFactors f, int count, uint8_t* out) {
     cubicRowVT(h, f, count, out);
 }
@@ -202,6 +210,7 @@ namespace {
 ResampleKernels makeTable(Form form) {
     ResampleKernels k;
     k.linearH8 = linearRowH;
+    k.cubicH8 = cubicRowH8;
     k.linearV8 = linearRowV;
     k.linearV16 = linearRowV;
     k.cubicV8 = cubicRowV;
@@ -392,6 +401,20 @@ void runPiece(const Job& j, const Source& s, const Target& d, int ox, int oy, in
         }
         lx0 = planar, lx1 = planar + hcount, lw = w;
     }
+    // 8U cubic: first taps and factors per element.
+    int32_t* ct0 = nullptr;
+    float* cf = nullptr;
+    if (j.mode == kInterCubic && sizeof(T) == 1) {
+        ct0 = scratch.take<int32_t>(elems);
+        cf = scratch.take<float>(3 * elems);
+        if (!ct0 || !cf) return;
+        for (int64_t e = 0; e < elems; ++e) {
+            const int64_t x = e / n;
+            const CubicFactors f = j.cols.f[ox + x];
+            ct0[e] = int32_t(xo[4 * x] + e % n);
+            cf[e] = f.a, cf[elems + e] = f.b, cf[2 * elems + e] = f.c;
+        }
+    }
 
     for (int p = 0; p < planes; ++p) {
         const T* sb = reinterpret_cast<const T*>(s.data + (pixelOrder ? 0 : (j.cs.first + p) * s.plane)) +
@@ -426,7 +449,13 @@ void runPiece(const Job& j, const Source& s, const Target& d, int ox, int oy, in
             } else {
                 float* h[4];
                 cring.get(need, h, [&](int r, float* b) {
-                    cubicRowH(srow(r), xo, j.cols.f + ox, pw, n, b);
+                    const T* row = srow(r);
+                    if constexpr (sizeof(T) == 1) {
+                        const ptrdiff_t avail = s.end - reinterpret_cast<const uint8_t*>(row);
+                        kernels.cubicH8(row, ct0, sp, cf, cf + elems, cf + 2 * elems, int(elems), b, avail);
+                    } else {
+                        cubicRowH(row, xo, j.cols.f + ox, pw, n, b);
+                    }
                 });
                 const float* hc[4] = {h[0], h[1], h[2], h[3]};
                 if constexpr (sizeof(T) == 1) kernels.cubicV8(hc, j.rows.f[gy], int(elems), out);

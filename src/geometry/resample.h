@@ -119,6 +119,11 @@ void cubicRowH(const uint8_t* s, const int32_t* xo, const CubicFactors* f, int c
                float* out);
 void cubicRowH(const uint16_t* s, const int32_t* xo, const CubicFactors* f, int count, int n,
                float* out);
+// 8U cubic element by element: the four taps of element e start at t0[e]
+// and lie step elements apart; its factors are a[e], b[e], c[e]. avail as
+// for the linear pass.
+void cubicRowH8(const uint8_t* s, const int32_t* t0, int step, const float* a, const float* b,
+                const float* c, int count, float* out, ptrdiff_t avail);
 void cubicRowV(const float* const* h, CubicFactors f, int count, uint8_t* out);
 void cubicRowV(const float* const* h, CubicFactors f, int count, uint16_t* out);
 
@@ -127,6 +132,8 @@ void cubicRowV(const float* const* h, CubicFactors f, int count, uint16_t* out);
 struct ResampleKernels {
     void (*linearH8)(const uint8_t* s, const int32_t* x0, const int32_t* x1, const int16_t* w,
                      int count, int n, uint16_t* out, ptrdiff_t avail);
+    void (*cubicH8)(const uint8_t* s, const int32_t* t0, int step, const float* a, const float* b,
+                    const float* c, int count, float* out, ptrdiff_t avail);
     void (*linearV8)(const uint16_t* h0, const uint16_t* h1, int v, int count, uint8_t* out);
     void (*linearV16)(const uint16_t* h0, const uint16_t* h1, int v, int count, uint16_t* out);
     void (*cubicV8)(const float* const* h, CubicFactors f, int count, uint8_t* out);

@@ -52,6 +52,43 @@ void linearH8(const uint8_t* s, const int32_t* x0, const int32_t* x1, const int1
     if (i < count) linearRowH(s, x0 + i, x1 + i, w + i, count - i, n, out + i * n, avail);
 }
 
+// 8U cubic element by element: one gathered word holds the four taps of
+// an element of a single-channel row, else four gathers bring them.
+void cubicH8(const uint8_t* s, const int32_t* t0, int step, const float* fa, const float* fb,
+             const float* fc, int count, float* out, ptrdiff_t avail) {
+    const hn::ScalableTag<int32_t> d32;
+    const hn::ScalableTag<float> df;
+    const auto byte = hn::Set(d32, 0xFF);
+    const auto two = hn::Set(df, 2.0f);
+    const auto* base = reinterpret_cast<const int32_t*>(s);
+    const int lanes = int(hn::Lanes(d32));
+    int i = 0;
+    for (; i + lanes <= count && t0[i + lanes - 1] + 3 * ptrdiff_t(step) + 4 <= avail; i += lanes) {
+        const auto o = hn::LoadU(d32, t0 + i);
+        hn::Vec<decltype(d32)> v0, v1, v2, v3;
+        if (step == 1) {
+            const auto v = hn::GatherOffset(d32, base, o);
+            v0 = hn::And(v, byte), v1 = hn::And(hn::ShiftRight<8>(v), byte);
+            v2 = hn::And(hn::ShiftRight<16>(v), byte), v3 = hn::And(hn::ShiftRight<24>(v), byte);
+        } else {
+            const auto st = hn::Set(d32, step);
+            v0 = hn::And(hn::GatherOffset(d32, base, o), byte);
+            v1 = hn::And(hn::GatherOffset(d32, base, hn::Add(o, st)), byte);
+            v2 = hn::And(hn::GatherOffset(d32, base, hn::Add(o, hn::Add(st, st))), byte);
+            v3 = hn::And(hn::GatherOffset(d32, base, hn::Add(o, hn::Add(st, hn::Add(st, st)))), byte);
+        }
+        const auto y0 = hn::ConvertTo(df, v0), y1 = hn::ConvertTo(df, v1);
+        const auto y2 = hn::ConvertTo(df, v2), y3 = hn::ConvertTo(df, v3);
+        const auto d1 = hn::Sub(y1, y0);
+        const auto d2 = hn::Sub(hn::Sub(y2, y1), d1);
+        const auto d3 = hn::Sub(hn::Add(hn::Sub(y3, hn::Mul(two, y2)), y1), d2);
+        const auto a = hn::LoadU(df, fa + i), b = hn::LoadU(df, fb + i), c = hn::LoadU(df, fc + i);
+        hn::StoreU(hn::Add(hn::Add(hn::Add(y0, hn::Mul(a, d1)), hn::Mul(b, d2)), hn::Mul(c, d3)), df,
+                   out + i);
+    }
+    if (i < count) cubicRowH8(s, t0 + i, step, fa + i, fb + i, fc + i, count - i, out + i, avail);
+}
+
 // (h0 (16384 - v) + h1 v) >> Shift on 32-bit lanes; h below 2^15.
 template <int Shift, class T>
 void linearV(const uint16_t* h0, const uint16_t* h1, int v, int count, T* out) {
@@ -114,6 +151,7 @@ void cubicV16(const float* const* h, CubicFactors f, int count, uint16_t* out) {
 
 void fillResample(ResampleKernels& k) {
     k.linearH8 = linearH8;
+    k.cubicH8 = cubicH8;
     k.linearV8 = linearV8;
     k.linearV16 = linearV16;
     k.cubicV8 = cubicV8;
