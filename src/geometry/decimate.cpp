@@ -325,21 +325,26 @@ void areaWhole(const Dec& d, const Block& b, const Piece& p) {
             for (int c = 0; c < nc; ++c) {
                 const uint32_t* __restrict src = col + (pixelOrder ? d.cs.first + c : 0);
                 uint32_t* __restrict sum = col + n;
+                const int pw = p.pw;
                 if (kx == 2 && pix == 1) {
-                    for (int x = 0; x < p.pw; ++x) sum[x] = src[2 * x] + src[2 * x + 1];
+                    for (int x = 0; x < pw; ++x) sum[x] = src[2 * x] + src[2 * x + 1];
+                } else if (kx == 2) {
+                    for (int x = 0; x < pw; ++x) sum[x] = src[2 * x * pix] + src[(2 * x + 1) * pix];
                 } else {
-                    for (int x = 0; x < p.pw; ++x) {
+                    for (int x = 0; x < pw; ++x) {
                         uint32_t t = 0;
                         for (int64_t k = 0; k < kx; ++k) t += src[(x * kx + k) * pix];
                         sum[x] = t;
                     }
                 }
                 // The mean of samples cannot pass the range: the cast alone cuts.
+                // Sums stay below 2^31, so they convert as signed numbers.
                 T* __restrict out = reinterpret_cast<T*>(drow) + c;
+                const int32_t* __restrict ssum = reinterpret_cast<const int32_t*>(sum);
                 if (dpix == 1) {
-                    for (int x = 0; x < p.pw; ++x) out[x] = T(int32_t(double(sum[x]) * g + 0.5));
+                    for (int x = 0; x < pw; ++x) out[x] = T(int32_t(double(ssum[x]) * g + 0.5));
                 } else {
-                    for (int x = 0; x < p.pw; ++x) out[ptrdiff_t(x) * dpix] = T(int32_t(double(sum[x]) * g + 0.5));
+                    for (int x = 0; x < pw; ++x) out[ptrdiff_t(x) * dpix] = T(int32_t(double(ssum[x]) * g + 0.5));
                 }
             }
         }
@@ -349,9 +354,9 @@ void areaWhole(const Dec& d, const Block& b, const Piece& p) {
 
 template <class T>
 void runPiece(const Dec& d, const Block& b, const Piece& p) {
-    // Whole factors whose box sums fit 32 bits take the plain sums.
+    // Whole factors whose box sums fit 31 bits take the plain sums.
     if (d.mode == kSuper && !(d.xStep & 255) && !(d.yStep & 255) &&
-        (d.xStep >> 8) * (d.yStep >> 8) <= 65536)
+        (d.xStep >> 8) * (d.yStep >> 8) <= 32768)
         return areaWhole<T>(d, b, p);
     if (d.mode == kSuper) return areaRows<T>(d, b, p);
     const bool pixelOrder = d.src->dataOrder == ZOL_DATA_ORDER_PIXEL;
