@@ -515,7 +515,8 @@ ZOL_API void zolZoom(ZolImage* srcImage, ZolImage* dstImage, int xDst, int xSrc,
  * whole factors both ways run nearest except area. Depths 1U, 8U, 16U;
  * maskROI is not looked at. Written size: the destination region cut to
  * source size * xDst / xSrc. Returns a negative status when a check fails,
- * 1 when done, 0 when a tile did not come (-3). */
+ * 1 when done, 0 when the work fails after a report (a tile that did not
+ * come, -3; scratch memory, -4), the pieces done staying written. */
 ZOL_API int zolDecimate(ZolImage* srcImage, ZolImage* dstImage, int xDst, int xSrc, int yDst,
                         int ySrc, int interpolate);
 
