@@ -547,6 +547,66 @@ ZOL_API void zolDCT2D(ZolImage* srcImage, ZolImage* dstImage, int flags);
  * Tiled images are refused by doing nothing. */
 ZOL_API void zolMpyRCPack2D(ZolImage* srcA, ZolImage* srcB, ZolImage* dst);
 
+/* Resize, zoom, decimate                                               */
+/* ------------------------------------------------------------------ */
+
+#define ZOL_INTER_NN     0 /* nearest neighbour */
+#define ZOL_INTER_LINEAR 1 /* bilinear */
+#define ZOL_INTER_CUBIC  2 /* cubic through four samples each way */
+#define ZOL_INTER_SUPER  3 /* area average, reduction only */
+
+/* Scales the source region by xDst/xSrc and yDst/ySrc into the
+ * destination region. Depths 1U, 8U, 16U, equal in both images, with equal
+ * dataOrder; not in place (-5 "This function isn`t in-plase function").
+ * Destination column i samples source u = i * xSrc/xDst from the region's
+ * corner (no half-pixel shift), the index being round(u + 0.00001 - 0.5);
+ * rows likewise. Nearest copies that sample. Linear: 14-bit weights w =
+ * round(frac * 16384 + 0.00001 - 0.5), horizontal h = (a(16384-w) + bw) >> 8
+ * kept in 16 bits and vertical (h0(16384-v) + h1 v) >> 20; 16U halves each
+ * sample first, then >> 14 and >> 13 (so 65535 gives 65534); shifts
+ * truncate; the last sample takes weight 16384 on itself. Cubic: the
+ * four-point cubic by forward differences in float, the sample index taken
+ * in image coordinates (samples around the region are read, none outside
+ * the image), the image's last sample held at t = 2, result round(p +
+ * 0.00001 - 0.5) clamped. 1U, or a source under 2 pixels either way, runs
+ * nearest; cubic on a source under 4 runs linear; a reduction by whole
+ * factors in both directions runs nearest. ZOL_INTER_SUPER goes to
+ * zolDecimate (reductions only, else -5). The written size is the
+ * destination region's, cut where the last column or row would fall past
+ * the source; the rest stays untouched. The channel set is the coi, or all
+ * but alpha; sets of different sizes are -2 "srcImage COI != dstImage COI".
+ * A source mask is scaled onto the written rectangle by nearest neighbour
+ * and ANDed with the destination's; only pixels whose bit is 1 are written.
+ * Tiled images on either side give the same pixels as plain ones. Argument
+ * checks report and go on, then a negative status (even one left from an
+ * earlier call) ends the call; any negative status is then reported again
+ * as -1 under zolResize. Returns the status. */
+ZOL_API int zolResize(ZolImage* srcImage, ZolImage* dstImage, int xDst, int xSrc, int yDst,
+                      int ySrc, int interpolate);
+/* zolResize for enlargements only (nearest, linear, cubic): xDst < xSrc or
+ * yDst < ySrc is -5 "xDst < xSrc || yDst < ySrc". Returns nothing. */
+ZOL_API void zolZoom(ZolImage* srcImage, ZolImage* dstImage, int xDst, int xSrc, int yDst,
+                     int ySrc, int interpolate);
+/* Reduces the source region by xDst/xSrc, yDst/ySrc (each at most 1) with
+ * positions in 1/256 pixel: steps xSrc*256/xDst cut to an integer, columns
+ * at 256*x0 + i*step from the source region's corner, plus 128 on an axis
+ * whose factor is not whole in nearest mode. Nearest takes the sample at
+ * p >> 8. Linear uses q = p - 1, weights 256 - f and f, result ((v >> 15) +
+ * 1) >> 1 (one direction: ((v >> 7) + 1) >> 1); position 0 copies. Cubic
+ * is the Lagrange cubic through four samples in extended precision, cut
+ * toward zero and clamped; with a plain source the last row or column is
+ * left unwritten where the samples would run out. ZOL_INTER_SUPER averages
+ * the box of the step with fractional edge weights: (W * 256/(xStep*yStep)
+ * + 0.5) cut; 1U gives 1 for a mean of one half or more. 1U runs nearest
+ * for linear and cubic; a source under 4 pixels either way runs nearest;
+ * whole factors both ways run nearest except area. Depths 1U, 8U, 16U;
+ * maskROI is not looked at. Written size: the destination region cut to
+ * source size * xDst / xSrc. Returns a negative status when a check fails,
+ * 1 when done, 0 when the work fails after a report (a tile that did not
+ * come, -3; scratch memory, -4), the pieces done staying written. */
+ZOL_API int zolDecimate(ZolImage* srcImage, ZolImage* dstImage, int xDst, int xSrc, int yDst,
+                        int ySrc, int interpolate);
+
 /* ------------------------------------------------------------------ */
 /* Test image                                                           */
 /* ------------------------------------------------------------------ */

@@ -150,6 +150,38 @@ inline constexpr const char kXCols[] = "Xkernel->nCols <= 0";
 inline constexpr const char kYRows[] = "Ykernel->nRows <= 0";
 inline constexpr const char kUnknownDepth[] = "Unknown srcImage->depth";
 
+// Resize, zoom, decimate.
+inline constexpr const char kResize[] = "zolResize";
+inline constexpr const char kZoom[] = "zolZoom";
+inline constexpr const char kDecimate[] = "zolDecimate";
+inline constexpr const char kResizeSuperUp[] =
+    "(interpolate == ZOL_INTER_SUPER) && (xDst > xSrc || yDst > ySrc)";
+inline constexpr const char kResizeInterp[] =
+    "interpolate != ZOL_INTER_NN && interpolate != ZOL_INTER_LINEAR && "
+    "interpolate != ZOL_INTER_CUBIC";
+inline constexpr const char kResizeDepths[] =
+    "srcImage->depth != ZOL_DEPTH_1U && srcImage->depth != ZOL_DEPTH_8U && "
+    "srcImage->depth != ZOL_DEPTH_16U";
+inline constexpr const char kResizeX[] = "xDst <= 0 || xSrc <= 0";
+inline constexpr const char kResizeY[] = "yDst <= 0 || ySrc <= 0";
+inline constexpr const char kNotInPlace[] = "This function isn`t in-plase function";
+inline constexpr const char kZoomShrinks[] = "xDst < xSrc || yDst < ySrc";
+inline constexpr const char kDecSame[] = "srcImage == dstImage";
+inline constexpr const char kDecNChSrc0[] = "nChannelsSrc == 0";
+inline constexpr const char kDecNChDst0[] = "nChannelsDst == 0";
+inline constexpr const char kDecNCh[] = "nChannelsSrc != nChannelsDst";
+inline constexpr const char kDecInterp[] =
+    "interpolate != ZOL_INTER_NN, ZOL_INTER_LINEAR, ZOL_INTER_CUBIC or ZOL_INTER_SUPER";
+inline constexpr const char kDecXDst[] = "xDst <= 0";
+inline constexpr const char kDecXSrc[] = "xSrc <= 0";
+inline constexpr const char kDecYDst[] = "yDst <= 0";
+inline constexpr const char kDecYSrc[] = "ySrc <= 0";
+inline constexpr const char kDecXUp[] = "xDst > xSrc";
+inline constexpr const char kDecYUp[] = "yDst > ySrc";
+inline constexpr const char kDecDepth[] = "srcImage->depth is wrong";
+inline constexpr const char kDecSrcTile[] = "srcImage->tileInfo->callBack crash";
+inline constexpr const char kDecDstTile[] = "dstImage->tileInfo->callBack crash";
+
 // Test image.
 inline constexpr const char kJaehneNoHeader[] =
     "Not enough memory to allocate header for ImageJaehne";
