@@ -92,6 +92,7 @@ struct Case {
     bool inPlace = false;      // srcImageB is dstImage
     bool alphaImage = false;   // a from an image apart (so b = M - a)
     bool alphaB = true;        // srcImageB has an alpha channel
+    bool alphaDst = false;     // the resulting alpha goes to an image apart
     bool rois = true, masks = false, tiles = false;
     int aA = -2, aB = -2;      // zolAlphaCompositeC constants when not -2
     uint32_t seed = 1;
@@ -110,12 +111,13 @@ void runCase(const Case& c) {
                  " divide " + std::to_string(c.divide) + " seed " + std::to_string(c.seed));
     std::mt19937 g(c.seed);
     const uint32_t M = topOf(c.depth);
-    Side A, B, D, AA;
+    Side A, B, D, AA, AD;
     A.img = Image(c.depth, c.colours + 1, c.w, c.h, c.orderA, 4, true);
     D.img = Image(c.depth, c.colours + 1, c.w + 1, c.h + 2, c.orderD, 8, true);
     if (!c.inPlace) B.img = Image(c.depth, c.colours + c.alphaB, c.w + 3, c.h + 1, c.orderB, 4, c.alphaB);
     if (c.alphaImage) AA.img = Image(c.depth, 1, c.w + 2, c.h, c.orderA, 4, false);
-    Side* sides[] = {&A, &B, &D, &AA};
+    if (c.alphaDst) AD.img = Image(c.depth, 2, c.w + 4, c.h + 3, c.orderD, 4, true);
+    Side* sides[] = {&A, &B, &D, &AA, &AD};
     for (Side* s : sides)
         if (s->img.get()) s->img.randomize(g());
     if (c.fill) c.fill(A.img, AA.img);
@@ -123,6 +125,7 @@ void runCase(const Case& c) {
         A.img.setRoi(0, 1, 0, c.w - 1, c.h);
         D.img.setRoi(0, 0, 2, c.w + 1, c.h);
         if (B.img.get()) B.img.setRoi(0, 3, 1, c.w, c.h);
+        if (AD.img.get()) AD.img.setRoi(0, 3, 1, c.w + 1, c.h + 2);
     }
     Image masks[3];
     if (c.masks) {  // three masks of different sizes, each placed by its own region
@@ -137,6 +140,7 @@ void runCase(const Case& c) {
         D.serve(16, 8);
         if (B.img.get()) B.serve(8, 24);
         if (AA.img.get()) AA.serve(8, 8);
+        if (AD.img.get()) AD.serve(8, 8);  // windows cross its tiles: a written block
         D.tiles->failAt(c.failAt);
     }
     if (c.masks) {
@@ -148,12 +152,13 @@ void runCase(const Case& c) {
 
     // The expected destination, from the pixels before the call.
     ZolImage* exp = zolCloneImage(D.img);
-    std::unique_ptr<ZolImage, void (*)(ZolImage*)> hold(
-        exp, [](ZolImage* p) { zolDeallocate(p, ZOL_FREE_HEADER | ZOL_FREE_DATA | ZOL_FREE_ROI); });
-    const ZolImage* imgs[] = {A.img, srcB.img, D.img, AA.img, masks[0], masks[1], masks[2]};
-    Rect r[7];
+    ZolImage* expA = c.alphaDst ? zolCloneImage(AD.img) : exp;
+    auto del = [](ZolImage* p) { zolDeallocate(p, ZOL_FREE_HEADER | ZOL_FREE_DATA | ZOL_FREE_ROI); };
+    std::unique_ptr<ZolImage, void (*)(ZolImage*)> hold(exp, del), holdA(c.alphaDst ? expA : nullptr, del);
+    const ZolImage* imgs[] = {A.img, srcB.img, D.img, AA.img, masks[0], masks[1], masks[2], AD.img};
+    Rect r[8];
     int w = 1 << 30, h = 1 << 30;
-    for (int i = 0; i < 7; ++i)
+    for (int i = 0; i < 8; ++i)
         if (imgs[i]) r[i] = regionOf(imgs[i]), w = std::min(w, r[i].w), h = std::min(h, r[i].h);
     const bool constC = c.aA != -2;
     for (int y = 0; y < h; ++y)
@@ -170,7 +175,8 @@ void runCase(const Case& c) {
             for (int k = 0; k < c.colours; ++k) {
                 const auto v = model(c.route(), c.op, c.premul, M, at(0, k), at(1, k), a, b);
                 kit::set(exp, r[2].x + x, r[2].y + y, k, v.first);
-                if (!constC) kit::set(exp, r[2].x + x, r[2].y + y, c.colours, v.second);
+                if (!constC) kit::set(expA, r[c.alphaDst ? 7 : 2].x + x, r[c.alphaDst ? 7 : 2].y + y,
+                                      c.alphaDst ? 1 : c.colours, v.second);
             }
         }
     kit::Recorder rec;
@@ -178,7 +184,7 @@ void runCase(const Case& c) {
         zolAlphaCompositeC(A.arg(), srcB.arg(), D.arg(), c.op, c.aA, c.aB, c.premul, c.divide);
     else
         zolAlphaComposite(A.arg(), srcB.arg(), D.arg(), c.op, c.alphaImage ? AA.arg() : nullptr,
-                          nullptr, nullptr, c.premul, c.divide);
+                          nullptr, c.alphaDst ? AD.arg() : nullptr, c.premul, c.divide);
     for (Side* s : sides) s->expectClean(s == &D && c.failAt ? 1 : 0);
     if (c.failAt) {
         EXPECT_TRUE(rec.only(-2, "zolAlphaComposite", "ERROR in Tiling callBack"));
@@ -186,6 +192,9 @@ void runCase(const Case& c) {
     }
     EXPECT_TRUE(rec.none());
     EXPECT_EQ(D.img.bytes(), std::vector<uint8_t>(exp->imageData, exp->imageData + exp->imageSize));
+    if (c.alphaDst) {
+        EXPECT_EQ(AD.img.bytes(), std::vector<uint8_t>(expA->imageData, expA->imageData + expA->imageSize));
+    }
 }
 
 // Every operator, premultiplied or not, on each route, at both depths.
@@ -248,7 +257,7 @@ TEST(Composite, TiledImagesWithDifferentGrids) {
             c.op = op, c.seed = seed++, c.tiles = true, c.w = 61, c.h = 29;
             c.orderA = c.orderB = c.orderD = variant & 1 ? PL : PX;
             c.inPlace = variant == 2;
-            c.alphaImage = variant == 3;
+            c.alphaImage = c.alphaDst = variant == 3;
             c.masks = variant == 1;
             runCase(c);
         }
