@@ -2,6 +2,8 @@
 // zolAlphaCompositeC, with their floating, integer and packed routes.
 #include "arith/alpha.h"
 
+#include "arith/mulscale.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -146,29 +148,52 @@ AlphaRow<T> alphaOf(CompositeRoute route) {
 
 }  // namespace
 
-template <class T>
-ColourRow<T> colourRow(int op, CompositeRoute route, bool premul) {
-    switch (op) {
-    case kOver: return colourOf<T, kOver>(route, premul);
-    case kIn: return colourOf<T, kIn>(route, premul);
-    case kOut: return colourOf<T, kOut>(route, premul);
-    case kAtop: return colourOf<T, kAtop>(route, premul);
-    case kXor: return colourOf<T, kXor>(route, premul);
-    default: return colourOf<T, kPlus>(route, premul);
+namespace {
+
+template <class T, int Op>
+void fillOp(ColourRow<T> (&colour)[kRoutes][kOperators][2], AlphaRow<T> (&alpha)[kRoutes][kOperators]) {
+    for (int r = 0; r < kRoutes; ++r) {
+        colour[r][Op][0] = colourOf<T, Op>(CompositeRoute(r), false);
+        colour[r][Op][1] = colourOf<T, Op>(CompositeRoute(r), true);
+        alpha[r][Op] = alphaOf<T, Op>(CompositeRoute(r));
     }
 }
 
 template <class T>
-AlphaRow<T> alphaRow(int op, CompositeRoute route) {
-    switch (op) {
-    case kOver: return alphaOf<T, kOver>(route);
-    case kIn: return alphaOf<T, kIn>(route);
-    case kOut: return alphaOf<T, kOut>(route);
-    case kAtop: return alphaOf<T, kAtop>(route);
-    case kXor: return alphaOf<T, kXor>(route);
-    default: return alphaOf<T, kPlus>(route);
-    }
+void fillDepth(ColourRow<T> (&colour)[kRoutes][kOperators][2], AlphaRow<T> (&alpha)[kRoutes][kOperators]) {
+    fillOp<T, kOver>(colour, alpha);
+    fillOp<T, kIn>(colour, alpha);
+    fillOp<T, kOut>(colour, alpha);
+    fillOp<T, kAtop>(colour, alpha);
+    fillOp<T, kXor>(colour, alpha);
+    fillOp<T, kPlus>(colour, alpha);
 }
+
+AlphaKernels plainTable() {
+    AlphaKernels k{};
+    fillDepth<uint8_t>(k.colour8, k.alpha8);
+    fillDepth<uint16_t>(k.colour16, k.alpha16);
+    k.mul8 = mulScaleRun<uint8_t>;
+    k.mulS8 = mulScaleRunS<uint8_t>;
+    k.mul16 = mulScaleRun<uint16_t>;
+    k.mulS16 = mulScaleRunS<uint16_t>;
+    return k;
+}
+
+AlphaKernels makeTable(Form form) {
+    AlphaKernels k = plainTable();
+    alphaSimd(form, k);
+    return k;
+}
+
+}  // namespace
+
+const AlphaKernels& alphaKernels() { return tableForActiveForm(makeTable); }
+const AlphaKernels& plainAlphaKernels() {
+    static const AlphaKernels k = plainTable();
+    return k;
+}
+Form alphaForm() { return activeForm(); }
 
 template <class T>
 void premultiplyRow(int n, const T* __restrict c, const T* __restrict p, uint32_t constant,
@@ -180,10 +205,6 @@ void premultiplyRow(int n, const T* __restrict c, const T* __restrict p, uint32_
     }
 }
 
-template ColourRow<uint8_t> colourRow<uint8_t>(int, CompositeRoute, bool);
-template ColourRow<uint16_t> colourRow<uint16_t>(int, CompositeRoute, bool);
-template AlphaRow<uint8_t> alphaRow<uint8_t>(int, CompositeRoute);
-template AlphaRow<uint16_t> alphaRow<uint16_t>(int, CompositeRoute);
 template void premultiplyRow<uint8_t>(int, const uint8_t*, const uint8_t*, uint32_t, uint8_t*);
 template void premultiplyRow<uint16_t>(int, const uint16_t*, const uint16_t*, uint32_t,
                                        uint16_t*);
@@ -280,8 +301,9 @@ void compositeRegion(const CompositeCall& call, ZolImage* const* v, int w, int h
         call.outView >= 0 ? Plane<T>::of(v[call.outView], call.outChannel) : Plane<T>();
     const ZolImage* mask = v[kMask];
     const MaskPlane pm = mask ? MaskPlane::of(mask) : MaskPlane();
-    const ColourRow<T> colour = colourRow<T>(call.op, call.route, call.premul);
-    const AlphaRow<T> alpha = alphaRow<T>(call.op, call.route);
+    const AlphaKernels& kernels = alphaKernels();
+    const ColourRow<T> colour = colourRow<T>(kernels, call.op, call.route, call.premul);
+    const AlphaRow<T> alpha = alphaRow<T>(kernels, call.op, call.route);
 
     T a[kChunk], b[kChunk], sA[kChunk], sB[kChunk], r[kChunk];
     uint8_t bits[kChunk];

@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "arith/alphaframe.h"
+#include "core/simd.h"
 
 namespace zol {
 
@@ -16,11 +17,38 @@ using ColourRow = void (*)(int n, const T* A, const T* B, const T* a, const T* b
 template <class T>
 using AlphaRow = void (*)(int n, const T* a, const T* b, T* out);
 
-// The kernels for a depth, operator (0..5), route and premultiplication.
+constexpr int kRoutes = 3, kOperators = 6;
+
+// The row kernels of the family, by route, operator and premultiplication,
+// and the runs of scaled multiplication (d may be a or b exactly).
+struct AlphaKernels {
+    ColourRow<uint8_t> colour8[kRoutes][kOperators][2];
+    AlphaRow<uint8_t> alpha8[kRoutes][kOperators];
+    ColourRow<uint16_t> colour16[kRoutes][kOperators][2];
+    AlphaRow<uint16_t> alpha16[kRoutes][kOperators];
+    void (*mul8)(uint8_t* d, const uint8_t* a, const uint8_t* b, size_t n);
+    void (*mulS8)(uint8_t* d, const uint8_t* a, uint32_t v, size_t n);
+    void (*mul16)(uint16_t* d, const uint16_t* a, const uint16_t* b, size_t n);
+    void (*mulS16)(uint16_t* d, const uint16_t* a, uint32_t v, size_t n);
+};
+
+// The table of the active form, and the plain one (tails of SIMD rows).
+const AlphaKernels& alphaKernels();
+const AlphaKernels& plainAlphaKernels();
+Form alphaForm();
+// Lets the SIMD form of a target override the entries it covers.
+void alphaSimd(Form form, AlphaKernels& k);
+
 template <class T>
-ColourRow<T> colourRow(int op, CompositeRoute route, bool premul);
+inline ColourRow<T> colourRow(const AlphaKernels& k, int op, CompositeRoute route, bool premul) {
+    if constexpr (sizeof(T) == 1) return k.colour8[int(route)][op][premul];
+    else return k.colour16[int(route)][op][premul];
+}
 template <class T>
-AlphaRow<T> alphaRow(int op, CompositeRoute route);
+inline AlphaRow<T> alphaRow(const AlphaKernels& k, int op, CompositeRoute route) {
+    if constexpr (sizeof(T) == 1) return k.alpha8[int(route)][op];
+    else return k.alpha16[int(route)][op];
+}
 
 // out = div(c * p) for a row of colours and alphas (p NULL: the constant).
 template <class T>

@@ -2,6 +2,8 @@
 // of the depth is 1.0.
 #include "arith/mulscale.h"
 
+#include "arith/alpha.h"
+
 #include <algorithm>
 
 namespace zol {
@@ -78,9 +80,15 @@ void mulRegion(const MulCall& call, ZolImage* const* v, int w, int h) {
     const Plane<T> pb = b ? Plane<T>::of(b, first(b)) : Plane<T>();
     const int order = dst->dataOrder;
     const bool sameOrder = a->dataOrder == order && (!b || b->dataOrder == order);
+    const AlphaKernels& k = alphaKernels();
     auto run = [&](T* d, const T* x, const T* y, size_t len) {
-        if (call.constant) mulScaleRunS<T>(d, x, call.value, len);
-        else mulScaleRun<T>(d, x, y, len);
+        if constexpr (sizeof(T) == 1) {
+            if (call.constant) k.mulS8(d, x, call.value, len);
+            else k.mul8(d, x, y, len);
+        } else {
+            if (call.constant) k.mulS16(d, x, call.value, len);
+            else k.mul16(d, x, y, len);
+        }
     };
 
     if (!mask && sameOrder) {

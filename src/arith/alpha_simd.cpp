@@ -1,0 +1,157 @@
+// SIMD forms of the 8-bit compositing rows (the packed route and integer
+// OVER) and of 8-bit scaled multiplication, written once over Highway.
+// Every value of these formulas fits 16 bits, products of two 8-bit values
+// and the sums in div included, so each row runs in 16-bit lanes.
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "arith/alpha_simd.cpp"
+#include <hwy/foreach_target.h>  // IWYU pragma: keep
+#include <hwy/highway.h>
+
+#include "arith/alpha.h"
+#include "core/simd.h"
+
+#if ZOL_SIMD_FORM_TARGET
+HWY_BEFORE_NAMESPACE();
+namespace zol {
+namespace HWY_NAMESPACE {
+namespace {
+
+namespace hn = hwy::HWY_NAMESPACE;
+using D16 = hn::ScalableTag<uint16_t>;
+using D8 = hn::Rebind<uint8_t, D16>;  // as many bytes as D16 has lanes
+using V = hn::Vec<D16>;
+
+enum { kOver = 0, kIn = 1, kOut = 2, kAtop = 3, kXor = 4, kPlus = 5 };
+
+// x / 255 truncated, for x up to 255 * 255.
+HWY_INLINE V div(V x) {
+    const D16 d;
+    return hn::ShiftRight<8>(hn::Add(hn::Add(x, hn::ShiftRight<8>(x)), hn::Set(d, 1)));
+}
+HWY_INLINE V top() { return hn::Set(D16(), 255); }
+HWY_INLINE V cap(V x) { return hn::Min(x, top()); }
+HWY_INLINE V load(const uint8_t* p) { return hn::PromoteTo(D16(), hn::LoadU(D8(), p)); }
+// Results are at most 255, so the signed demotion keeps them as they are.
+HWY_INLINE void store(V v, uint8_t* p) {
+    const hn::RebindToSigned<D16> di;
+    hn::StoreU(hn::DemoteTo(D8(), hn::BitCast(di, v)), D8(), p);
+}
+
+template <int Op, bool Packed>
+HWY_INLINE V colour(V A, V B, V a, V b) {
+    const V M = top();
+    if constexpr (!Packed) {  // integer OVER
+        return cap(hn::Sub(hn::Add(A, B), div(hn::Mul(B, a))));
+    } else if constexpr (Op == kOver) {
+        return cap(hn::Add(A, div(hn::Mul(hn::Sub(M, a), B))));
+    } else if constexpr (Op == kIn) {
+        return div(hn::Mul(b, A));
+    } else if constexpr (Op == kOut) {
+        return div(hn::Mul(hn::Sub(M, b), A));
+    } else if constexpr (Op == kAtop) {
+        return cap(hn::Add(div(hn::Mul(b, A)), div(hn::Mul(hn::Sub(M, a), B))));
+    } else if constexpr (Op == kXor) {
+        return cap(hn::Add(div(hn::Mul(hn::Sub(M, b), A)), div(hn::Mul(hn::Sub(M, a), B))));
+    } else {
+        return cap(hn::Add(A, B));
+    }
+}
+
+template <int Op, bool Packed>
+HWY_INLINE V alpha(V a, V b) {
+    const V M = top();
+    if constexpr (!Packed) {
+        return cap(hn::Sub(hn::Add(a, b), div(hn::Mul(a, b))));
+    } else if constexpr (Op == kOver) {
+        return cap(hn::Add(a, div(hn::Mul(hn::Sub(M, a), b))));
+    } else if constexpr (Op == kIn) {
+        return div(hn::Mul(a, b));
+    } else if constexpr (Op == kOut) {
+        return div(hn::Mul(hn::Sub(M, b), a));
+    } else if constexpr (Op == kAtop) {
+        return b;
+    } else if constexpr (Op == kXor) {
+        return cap(hn::Add(div(hn::Mul(hn::Sub(M, b), a)), div(hn::Mul(hn::Sub(M, a), b))));
+    } else {
+        return cap(hn::Add(a, b));
+    }
+}
+
+constexpr int kRoute(bool packed) { return int(packed ? CompositeRoute::Packed : CompositeRoute::Integer); }
+
+template <int Op, bool Packed, bool Premul>
+void colourRow8(int n, const uint8_t* A, const uint8_t* B, const uint8_t* a, const uint8_t* b,
+                uint8_t* out) {
+    const int lanes = int(hn::Lanes(D16()));
+    int i = 0;
+    for (; i + lanes <= n; i += lanes) {
+        const V va = load(a + i), vb = load(b + i);
+        V vA = load(A + i), vB = load(B + i);
+        if (!Premul) vA = div(hn::Mul(vA, va)), vB = div(hn::Mul(vB, vb));
+        store(colour<Op, Packed>(vA, vB, va, vb), out + i);
+    }
+    if (i < n)
+        plainAlphaKernels().colour8[kRoute(Packed)][Op][Premul](n - i, A + i, B + i, a + i, b + i,
+                                                                 out + i);
+}
+
+template <int Op, bool Packed>
+void alphaRow8(int n, const uint8_t* a, const uint8_t* b, uint8_t* out) {
+    const int lanes = int(hn::Lanes(D16()));
+    int i = 0;
+    for (; i + lanes <= n; i += lanes) store(alpha<Op, Packed>(load(a + i), load(b + i)), out + i);
+    if (i < n) plainAlphaKernels().alpha8[kRoute(Packed)][Op](n - i, a + i, b + i, out + i);
+}
+
+// Scaled multiplication; each vector is loaded whole before its store, so
+// d may be a or b.
+void mul8(uint8_t* d, const uint8_t* a, const uint8_t* b, size_t n) {
+    const size_t lanes = hn::Lanes(D16());
+    size_t i = 0;
+    for (; i + lanes <= n; i += lanes) store(div(hn::Mul(load(a + i), load(b + i))), d + i);
+    if (i < n) plainAlphaKernels().mul8(d + i, a + i, b + i, n - i);
+}
+
+void mulS8(uint8_t* d, const uint8_t* a, uint32_t v, size_t n) {
+    const size_t lanes = hn::Lanes(D16());
+    const V f = hn::Set(D16(), uint16_t(v));
+    size_t i = 0;
+    for (; i + lanes <= n; i += lanes) store(div(hn::Mul(load(a + i), f)), d + i);
+    if (i < n) plainAlphaKernels().mulS8(d + i, a + i, v, n - i);
+}
+
+template <int Op>
+void fillOp(AlphaKernels& k) {
+    constexpr int packed = int(CompositeRoute::Packed);
+    k.colour8[packed][Op][0] = colourRow8<Op, true, false>;
+    k.colour8[packed][Op][1] = colourRow8<Op, true, true>;
+    k.alpha8[packed][Op] = alphaRow8<Op, true>;
+}
+
+}  // namespace
+
+void fillAlpha(AlphaKernels& k) {
+    fillOp<kOver>(k);
+    fillOp<kIn>(k);
+    fillOp<kOut>(k);
+    fillOp<kAtop>(k);
+    fillOp<kXor>(k);
+    fillOp<kPlus>(k);
+    constexpr int integer = int(CompositeRoute::Integer);
+    k.colour8[integer][kOver][0] = colourRow8<kOver, false, false>;
+    k.colour8[integer][kOver][1] = colourRow8<kOver, false, true>;
+    k.alpha8[integer][kOver] = alphaRow8<kOver, false>;
+    k.mul8 = mul8;
+    k.mulS8 = mulS8;
+}
+
+}  // namespace HWY_NAMESPACE
+}  // namespace zol
+HWY_AFTER_NAMESPACE();
+#endif
+
+#if HWY_ONCE
+namespace zol {
+ZOL_SIMD_FILL(alphaSimd, fillAlpha, AlphaKernels)
+}  // namespace zol
+#endif
