@@ -280,6 +280,98 @@ void alphaChunk(const AlphaSource& s, const Plane<T>& p, int y, int x0, int n, c
     else std::fill(out, out + n, T(s.constant));
 }
 
+// Pixel-order images of N channels, alpha last, unmasked, alphas from the
+// sources' own channels (or constants) and written to the destination's: a
+// row is one run of interleaved elements. Each pixel's alphas are spread
+// over its N elements so that the colour kernel runs over the whole run
+// (its results at the alpha positions are replaced), and the run is stored
+// whole.
+template <class T, int N>
+void interleavedRegion(const CompositeCall& call, ZolImage* const* v, int w, int h,
+                       ColourRow<T> colour, AlphaRow<T> alpha) {
+    const Plane<T> pd = Plane<T>::of(v[kDst], 1);
+    const Plane<T> pA = Plane<T>::of(v[kSrcA], 1);
+    const Plane<T> pB = Plane<T>::of(v[kSrcB], 1);
+    const Plane<T> pa = call.a.view >= 0 ? Plane<T>::of(v[call.a.view], N) : Plane<T>();
+    const Plane<T> pb = call.b.view >= 0 ? Plane<T>::of(v[call.b.view], N) : Plane<T>();
+    constexpr int kPixels = kChunk / 4;
+    T a[kPixels], b[kPixels], ra[kPixels], ea[kPixels * N], eb[kPixels * N], r[kPixels * N];
+    for (int y = 0; y < h; ++y) {
+        for (int x0 = 0; x0 < w; x0 += kPixels) {
+            const int len = std::min(kPixels, w - x0);
+            alphaChunk(call.a, pa, y, x0, len, b, a);
+            alphaChunk(call.b, pb, y, x0, len, a, b);
+            for (int p = 0; p < len; ++p)
+                for (int c = 0; c < N; ++c) ea[p * N + c] = a[p], eb[p * N + c] = b[p];
+            T* d = pd.at(y) + ptrdiff_t(x0) * N;
+            colour(len * N, pA.at(y) + ptrdiff_t(x0) * N, pB.at(y) + ptrdiff_t(x0) * N, ea, eb, r);
+            if (call.outView >= 0) {
+                alpha(len, a, b, ra);
+                for (int p = 0; p < len; ++p) r[p * N + N - 1] = ra[p];
+            } else {
+                for (int p = 0; p < len; ++p) r[p * N + N - 1] = d[p * N + N - 1];
+            }
+            std::memcpy(d, r, sizeof(T) * size_t(len) * N);
+        }
+    }
+}
+
+// The same for 8-bit RGBA, a pixel being one 32-bit word: the alpha is the
+// word's top byte, spread by one multiplication (a little-endian layout).
+void interleavedRgba8(const CompositeCall& call, ZolImage* const* v, int w, int h,
+                      ColourRow<uint8_t> colour, AlphaRow<uint8_t> alpha) {
+    const Plane<uint8_t> pd = Plane<uint8_t>::of(v[kDst], 1);
+    const Plane<uint8_t> pA = Plane<uint8_t>::of(v[kSrcA], 1);
+    const Plane<uint8_t> pB = Plane<uint8_t>::of(v[kSrcB], 1);
+    constexpr int kPixels = kChunk / 4;
+    constexpr uint32_t kSpread = 0x01010101u, kAlpha = 0xFF000000u;
+    uint32_t s[kPixels], ea[kPixels], eb[kPixels], rc[kPixels], ra[kPixels];
+    auto bytes = [](uint32_t* p) { return reinterpret_cast<uint8_t*>(p); };
+    for (int y = 0; y < h; ++y) {
+        for (int x0 = 0; x0 < w; x0 += kPixels) {
+            const int len = std::min(kPixels, w - x0);
+            const size_t nb = size_t(len) * 4;
+            const uint8_t* rowA = pA.at(y) + ptrdiff_t(x0) * 4;
+            const uint8_t* rowB = pB.at(y) + ptrdiff_t(x0) * 4;
+            uint8_t* d = pd.at(y) + ptrdiff_t(x0) * 4;
+            if (call.a.view >= 0) {
+                std::memcpy(s, rowA, nb);
+                for (int p = 0; p < len; ++p) ea[p] = (s[p] >> 24) * kSpread;
+            } else {
+                std::fill(ea, ea + len, call.a.constant * kSpread);
+            }
+            if (call.b.view >= 0) {
+                std::memcpy(s, rowB, nb);
+                for (int p = 0; p < len; ++p) eb[p] = (s[p] >> 24) * kSpread;
+            } else if (call.b.complement) {
+                for (int p = 0; p < len; ++p) eb[p] = ~ea[p];
+            } else {
+                std::fill(eb, eb + len, call.b.constant * kSpread);
+            }
+            colour(int(nb), rowA, rowB, bytes(ea), bytes(eb), bytes(rc));
+            if (call.outView >= 0) {
+                alpha(int(nb), bytes(ea), bytes(eb), bytes(ra));
+            } else {
+                std::memcpy(ra, d, nb);
+            }
+            for (int p = 0; p < len; ++p) rc[p] = (rc[p] & ~kAlpha) | (ra[p] & kAlpha);
+            std::memcpy(d, rc, nb);
+        }
+    }
+}
+
+// True when interleavedRegion serves the call.
+bool interleaved(const CompositeCall& call, ZolImage* const* v) {
+    const ZolImage* d = v[kDst];
+    const int n = d->nChannels;
+    if (v[kMask] || (d->roi && d->roi->coi > 0) || n < 2 || n > 4) return false;
+    for (const ZolImage* im : {d, static_cast<const ZolImage*>(v[kSrcA]), static_cast<const ZolImage*>(v[kSrcB])})
+        if (im->dataOrder != ZOL_DATA_ORDER_PIXEL || im->nChannels != n || im->alphaChannel != n)
+            return false;
+    return (call.a.view == kSrcA || call.a.view < 0) && (call.b.view == kSrcB || call.b.view < 0) &&
+           (call.outView == kDst || call.outView < 0);
+}
+
 // Alphas are read for a chunk before any of its elements is written, so an
 // alpha destination that is also an alpha source (or a colour destination
 // that holds one) gives the result of separate images.
@@ -304,6 +396,17 @@ void compositeRegion(const CompositeCall& call, ZolImage* const* v, int w, int h
     const AlphaKernels& kernels = alphaKernels();
     const ColourRow<T> colour = colourRow<T>(kernels, call.op, call.route, call.premul);
     const AlphaRow<T> alpha = alphaRow<T>(kernels, call.op, call.route);
+    if (interleaved(call, v)) {
+#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+        if constexpr (sizeof(T) == 1)
+            if (n == 4) return interleavedRgba8(call, v, w, h, colour, alpha);
+#endif
+        switch (n) {
+        case 2: return interleavedRegion<T, 2>(call, v, w, h, colour, alpha);
+        case 3: return interleavedRegion<T, 3>(call, v, w, h, colour, alpha);
+        default: return interleavedRegion<T, 4>(call, v, w, h, colour, alpha);
+        }
+    }
 
     T a[kChunk], b[kChunk], sA[kChunk], sB[kChunk], r[kChunk];
     uint8_t bits[kChunk];

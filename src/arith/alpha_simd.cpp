@@ -1,5 +1,5 @@
-// SIMD forms of the 8-bit compositing rows (the packed route and integer
-// OVER) and of 8-bit scaled multiplication, written once over Highway.
+// SIMD forms of the 8-bit compositing rows of the packed and integer
+// routes and of 8-bit scaled multiplication, written once over Highway.
 // Every value of these formulas fits 16 bits, products of two 8-bit values
 // and the sums in div included, so each row runs in 16-bit lanes.
 #undef HWY_TARGET_INCLUDE
@@ -37,11 +37,34 @@ HWY_INLINE void store(V v, uint8_t* p) {
     hn::StoreU(hn::DemoteTo(D8(), hn::BitCast(di, v)), D8(), p);
 }
 
+// The integer route: every operator as written.
+template <int Op>
+HWY_INLINE V intColour(V A, V B, V a, V b) {
+    if constexpr (Op == kOver) return cap(hn::Sub(hn::Add(A, B), div(hn::Mul(B, a))));
+    else if constexpr (Op == kIn) return div(hn::Mul(A, b));
+    else if constexpr (Op == kOut) return hn::Sub(A, div(hn::Mul(A, b)));
+    else if constexpr (Op == kAtop)
+        return cap(hn::Sub(hn::Add(div(hn::Mul(A, b)), B), div(hn::Mul(B, a))));
+    else if constexpr (Op == kXor)
+        return cap(hn::Sub(hn::Add(hn::Sub(A, div(hn::Mul(A, b))), B), div(hn::Mul(B, a))));
+    else return cap(hn::Add(A, B));
+}
+template <int Op>
+HWY_INLINE V intAlpha(V a, V b) {
+    const V ab = div(hn::Mul(a, b));
+    if constexpr (Op == kOver) return cap(hn::Sub(hn::Add(a, b), ab));
+    else if constexpr (Op == kIn) return ab;
+    else if constexpr (Op == kOut) return hn::Sub(a, ab);
+    else if constexpr (Op == kAtop) return b;
+    else if constexpr (Op == kXor) return cap(hn::Sub(hn::Add(a, b), hn::Add(ab, ab)));
+    else return cap(hn::Add(a, b));
+}
+
 template <int Op, bool Packed>
 HWY_INLINE V colour(V A, V B, V a, V b) {
     const V M = top();
-    if constexpr (!Packed) {  // integer OVER
-        return cap(hn::Sub(hn::Add(A, B), div(hn::Mul(B, a))));
+    if constexpr (!Packed) {
+        return intColour<Op>(A, B, a, b);
     } else if constexpr (Op == kOver) {
         return cap(hn::Add(A, div(hn::Mul(hn::Sub(M, a), B))));
     } else if constexpr (Op == kIn) {
@@ -61,7 +84,7 @@ template <int Op, bool Packed>
 HWY_INLINE V alpha(V a, V b) {
     const V M = top();
     if constexpr (!Packed) {
-        return cap(hn::Sub(hn::Add(a, b), div(hn::Mul(a, b))));
+        return intAlpha<Op>(a, b);
     } else if constexpr (Op == kOver) {
         return cap(hn::Add(a, div(hn::Mul(hn::Sub(M, a), b))));
     } else if constexpr (Op == kIn) {
@@ -122,10 +145,13 @@ void mulS8(uint8_t* d, const uint8_t* a, uint32_t v, size_t n) {
 
 template <int Op>
 void fillOp(AlphaKernels& k) {
-    constexpr int packed = int(CompositeRoute::Packed);
+    constexpr int packed = int(CompositeRoute::Packed), integer = int(CompositeRoute::Integer);
     k.colour8[packed][Op][0] = colourRow8<Op, true, false>;
     k.colour8[packed][Op][1] = colourRow8<Op, true, true>;
     k.alpha8[packed][Op] = alphaRow8<Op, true>;
+    k.colour8[integer][Op][0] = colourRow8<Op, false, false>;
+    k.colour8[integer][Op][1] = colourRow8<Op, false, true>;
+    k.alpha8[integer][Op] = alphaRow8<Op, false>;
 }
 
 }  // namespace
@@ -137,10 +163,6 @@ void fillAlpha(AlphaKernels& k) {
     fillOp<kAtop>(k);
     fillOp<kXor>(k);
     fillOp<kPlus>(k);
-    constexpr int integer = int(CompositeRoute::Integer);
-    k.colour8[integer][kOver][0] = colourRow8<kOver, false, false>;
-    k.colour8[integer][kOver][1] = colourRow8<kOver, false, true>;
-    k.alpha8[integer][kOver] = alphaRow8<kOver, false>;
     k.mul8 = mul8;
     k.mulS8 = mulS8;
 }
