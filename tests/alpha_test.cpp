@@ -274,7 +274,7 @@ TEST(Composite, ConstantAlphas) {
     uint32_t seed = 300;
     for (int op = 0; op < 6; ++op) {
         Case c;
-        c.op = op, c.seed = seed++, c.orderA = c.orderB = c.orderD = PL;
+        c.op = op, c.seed = seed++, c.orderA = c.orderB = c.orderD = op & 2 ? PX : PL;
         c.aA = op & 1 ? -1 : 300, c.aB = op < 3 ? 77 : -1, c.tiles = op == 4;
         runCase(c);
     }

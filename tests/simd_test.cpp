@@ -151,6 +151,20 @@ std::vector<Entry> alphaEntries() {
     const zol::AlphaKernels& k = zol::alphaKernels();
     std::vector<Entry> e = alphaDepth<uint8_t>(k, "8u");
     for (Entry& x : alphaDepth<uint16_t>(k, "16u")) e.push_back(std::move(x));
+    // RGBA rows that write every byte, so in-place calls compare too.
+    const zol::RgbaAlphas hows[] = {{0, 0, 0, 0, true}, {1, 2, 77, 0, true}, {0, 1, 0, 200, true}};
+    for (int r = 1; r < zol::kRoutes; ++r)
+        for (int op = 0; op < zol::kOperators; ++op)
+            for (int pm = 0; pm < 2; ++pm)
+                for (const zol::RgbaAlphas& how : hows)
+                    e.push_back({"rgba route " + std::to_string(r) + " op " + std::to_string(op) +
+                                     (pm ? " premul" : "") + " from " + std::to_string(how.aFrom) +
+                                     std::to_string(how.bFrom),
+                                 4, true,
+                                 [fn = k.rgba8[r][op][pm], how](const uint8_t* a, const uint8_t* b,
+                                                                uint8_t* d, size_t n, const Param&) {
+                                     fn(int(n), a, b, d, how);
+                                 }});
     e.push_back({"mulScale8u", 1, true,
                  [fn = k.mul8](const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n,
                                const Param&) { fn(d, a, b, n); }});

@@ -125,6 +125,25 @@ void intAlphaRow(int n, const T* __restrict a, const T* __restrict b, T* __restr
         out[i] = T(Packed ? packedAlpha<T, Op>(a[i], b[i]) : intAlpha<T, Op>(a[i], b[i]));
 }
 
+// Whole RGBA pixels; each pixel is read before it is written.
+template <int Op, bool Packed, bool Premul>
+void rgbaRow(int n, const uint8_t* A, const uint8_t* B, uint8_t* D, const RgbaAlphas& how) {
+    using T = uint8_t;
+    for (int p = 0; p < n; ++p) {
+        const uint32_t a = how.aFrom == 0 ? A[4 * p + 3] : how.aConst;
+        const uint32_t b = how.bFrom == 0 ? B[4 * p + 3] : how.bFrom == 1 ? how.bConst : 255 - a;
+        uint8_t out[4];
+        for (int c = 0; c < 3; ++c) {
+            const uint32_t Ap = Premul ? uint32_t(A[4 * p + c]) : divTop<T>(A[4 * p + c] * a);
+            const uint32_t Bp = Premul ? uint32_t(B[4 * p + c]) : divTop<T>(B[4 * p + c] * b);
+            out[c] = T(Packed ? packedColour<T, Op>(Ap, Bp, a, b) : intColour<T, Op>(Ap, Bp, a, b));
+        }
+        out[3] = how.writeAlpha ? T(Packed ? packedAlpha<T, Op>(a, b) : intAlpha<T, Op>(a, b))
+                                : D[4 * p + 3];
+        std::memcpy(D + 4 * p, out, 4);
+    }
+}
+
 template <class T, int Op>
 ColourRow<T> colourOf(CompositeRoute route, bool premul) {
     switch (route) {
@@ -159,6 +178,15 @@ void fillOp(ColourRow<T> (&colour)[kRoutes][kOperators][2], AlphaRow<T> (&alpha)
     }
 }
 
+template <int Op>
+void fillRgba(RgbaRow (&rgba)[kRoutes][kOperators][2]) {
+    constexpr int integer = int(CompositeRoute::Integer), packed = int(CompositeRoute::Packed);
+    rgba[integer][Op][0] = rgbaRow<Op, false, false>;
+    rgba[integer][Op][1] = rgbaRow<Op, false, true>;
+    rgba[packed][Op][0] = rgbaRow<Op, true, false>;
+    rgba[packed][Op][1] = rgbaRow<Op, true, true>;
+}
+
 template <class T>
 void fillDepth(ColourRow<T> (&colour)[kRoutes][kOperators][2], AlphaRow<T> (&alpha)[kRoutes][kOperators]) {
     fillOp<T, kOver>(colour, alpha);
@@ -173,6 +201,12 @@ AlphaKernels plainTable() {
     AlphaKernels k{};
     fillDepth<uint8_t>(k.colour8, k.alpha8);
     fillDepth<uint16_t>(k.colour16, k.alpha16);
+    fillRgba<kOver>(k.rgba8);
+    fillRgba<kIn>(k.rgba8);
+    fillRgba<kOut>(k.rgba8);
+    fillRgba<kAtop>(k.rgba8);
+    fillRgba<kXor>(k.rgba8);
+    fillRgba<kPlus>(k.rgba8);
     k.mul8 = mulScaleRun<uint8_t>;
     k.mulS8 = mulScaleRunS<uint8_t>;
     k.mul16 = mulScaleRun<uint16_t>;
@@ -316,55 +350,19 @@ void interleavedRegion(const CompositeCall& call, ZolImage* const* v, int w, int
     }
 }
 
-// The same for 8-bit RGBA, a pixel being one 32-bit word: the alpha is the
-// word's top byte, spread by one multiplication (a little-endian layout).
-void interleavedRgba8(const CompositeCall& call, ZolImage* const* v, int w, int h,
-                      ColourRow<uint8_t> colour, AlphaRow<uint8_t> alpha) {
+// 8-bit RGBA on the integer and packed routes: one kernel per row does
+// whole pixels.
+void rgbaRegion(const CompositeCall& call, ZolImage* const* v, int w, int h, RgbaRow row) {
     const Plane<uint8_t> pd = Plane<uint8_t>::of(v[kDst], 1);
     const Plane<uint8_t> pA = Plane<uint8_t>::of(v[kSrcA], 1);
     const Plane<uint8_t> pB = Plane<uint8_t>::of(v[kSrcB], 1);
-    constexpr int kPixels = kChunk / 4;
-    constexpr uint32_t kSpread = 0x01010101u, kAlpha = 0xFF000000u;
-    uint32_t ea[kPixels], eb[kPixels], rc[kPixels], ra[kPixels];
-    auto bytes = [](uint32_t* p) { return reinterpret_cast<uint8_t*>(p); };
-    for (int y = 0; y < h; ++y) {
-        for (int x0 = 0; x0 < w; x0 += kPixels) {
-            const int len = std::min(kPixels, w - x0);
-            const size_t nb = size_t(len) * 4;
-            const uint8_t* rowA = pA.at(y) + ptrdiff_t(x0) * 4;
-            const uint8_t* rowB = pB.at(y) + ptrdiff_t(x0) * 4;
-            uint8_t* d = pd.at(y) + ptrdiff_t(x0) * 4;
-            // Words are read and written one by one (plain loads the compiler
-            // vectorises): a block copy would start slowly on each short run.
-            auto word = [](const uint8_t* p, int i) {
-                uint32_t x;
-                std::memcpy(&x, p + 4 * i, 4);
-                return x;
-            };
-            if (call.a.view >= 0) {
-                for (int p = 0; p < len; ++p) ea[p] = (word(rowA, p) >> 24) * kSpread;
-            } else {
-                std::fill(ea, ea + len, call.a.constant * kSpread);
-            }
-            if (call.b.view >= 0) {
-                for (int p = 0; p < len; ++p) eb[p] = (word(rowB, p) >> 24) * kSpread;
-            } else if (call.b.complement) {
-                for (int p = 0; p < len; ++p) eb[p] = ~ea[p];
-            } else {
-                std::fill(eb, eb + len, call.b.constant * kSpread);
-            }
-            colour(int(nb), rowA, rowB, bytes(ea), bytes(eb), bytes(rc));
-            if (call.outView >= 0) {
-                alpha(int(nb), bytes(ea), bytes(eb), bytes(ra));
-            } else {
-                for (int p = 0; p < len; ++p) ra[p] = word(d, p);
-            }
-            for (int p = 0; p < len; ++p) {
-                const uint32_t x = (rc[p] & ~kAlpha) | (ra[p] & kAlpha);
-                std::memcpy(d + 4 * p, &x, 4);
-            }
-        }
-    }
+    RgbaAlphas how{};
+    how.aFrom = call.a.view >= 0 ? 0 : 1;
+    how.bFrom = call.b.view >= 0 ? 0 : call.b.complement ? 2 : 1;
+    how.aConst = uint8_t(call.a.constant);
+    how.bConst = uint8_t(call.b.constant);
+    how.writeAlpha = call.outView >= 0;
+    for (int y = 0; y < h; ++y) row(w, pA.at(y), pB.at(y), pd.at(y), how);
 }
 
 // True when interleavedRegion serves the call.
@@ -404,10 +402,10 @@ void compositeRegion(const CompositeCall& call, ZolImage* const* v, int w, int h
     const ColourRow<T> colour = colourRow<T>(kernels, call.op, call.route, call.premul);
     const AlphaRow<T> alpha = alphaRow<T>(kernels, call.op, call.route);
     if (interleaved(call, v)) {
-#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
         if constexpr (sizeof(T) == 1)
-            if (n == 4) return interleavedRgba8(call, v, w, h, colour, alpha);
-#endif
+            if (n == 4 && call.route != CompositeRoute::Floating)
+                return rgbaRegion(call, v, w, h,
+                                  kernels.rgba8[int(call.route)][call.op][call.premul]);
         switch (n) {
         case 2: return interleavedRegion<T, 2>(call, v, w, h, colour, alpha);
         case 3: return interleavedRegion<T, 3>(call, v, w, h, colour, alpha);

@@ -19,6 +19,18 @@ using AlphaRow = void (*)(int n, const T* a, const T* b, T* out);
 
 constexpr int kRoutes = 3, kOperators = 6;
 
+// How a row of 8-bit RGBA pixels (alpha last, in pixel order) takes its
+// alphas.
+struct RgbaAlphas {
+    int aFrom;  // 0: srcA's alpha byte, 1: aConst
+    int bFrom;  // 0: srcB's alpha byte, 1: bConst, 2: M - a
+    uint8_t aConst, bConst;
+    bool writeAlpha;  // else the destination's alpha byte stays
+};
+// n pixels; D may be A or B.
+using RgbaRow = void (*)(int n, const uint8_t* A, const uint8_t* B, uint8_t* D,
+                         const RgbaAlphas& how);
+
 // The row kernels of the family, by route, operator and premultiplication,
 // and the runs of scaled multiplication (d may be a or b exactly).
 struct AlphaKernels {
@@ -26,6 +38,7 @@ struct AlphaKernels {
     AlphaRow<uint8_t> alpha8[kRoutes][kOperators];
     ColourRow<uint16_t> colour16[kRoutes][kOperators][2];
     AlphaRow<uint16_t> alpha16[kRoutes][kOperators];
+    RgbaRow rgba8[kRoutes][kOperators][2];  // NULL on the floating route
     void (*mul8)(uint8_t* d, const uint8_t* a, const uint8_t* b, size_t n);
     void (*mulS8)(uint8_t* d, const uint8_t* a, uint32_t v, size_t n);
     void (*mul16)(uint16_t* d, const uint16_t* a, const uint16_t* b, size_t n);

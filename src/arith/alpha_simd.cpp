@@ -102,11 +102,21 @@ HWY_INLINE V alpha(V a, V b) {
 
 constexpr int kRoute(bool packed) { return int(packed ? CompositeRoute::Packed : CompositeRoute::Integer); }
 
+// Saturating byte sums, for PLUS where it needs no alpha.
+HWY_INLINE int addBytes(int n, const uint8_t* A, const uint8_t* B, uint8_t* out) {
+    const hn::ScalableTag<uint8_t> d8;
+    const int lanes = int(hn::Lanes(d8));
+    int i = 0;
+    for (; i + lanes <= n; i += lanes)
+        hn::StoreU(hn::SaturatedAdd(hn::LoadU(d8, A + i), hn::LoadU(d8, B + i)), d8, out + i);
+    return i;
+}
+
 template <int Op, bool Packed, bool Premul>
 void colourRow8(int n, const uint8_t* A, const uint8_t* B, const uint8_t* a, const uint8_t* b,
                 uint8_t* out) {
     const int lanes = int(hn::Lanes(D16()));
-    int i = 0;
+    int i = Op == kPlus && Premul ? addBytes(n, A, B, out) : 0;
     for (; i + lanes <= n; i += lanes) {
         const V va = load(a + i), vb = load(b + i);
         V vA = load(A + i), vB = load(B + i);
@@ -121,9 +131,44 @@ void colourRow8(int n, const uint8_t* A, const uint8_t* B, const uint8_t* a, con
 template <int Op, bool Packed>
 void alphaRow8(int n, const uint8_t* a, const uint8_t* b, uint8_t* out) {
     const int lanes = int(hn::Lanes(D16()));
-    int i = 0;
+    int i = Op == kPlus ? addBytes(n, a, b, out) : 0;
     for (; i + lanes <= n; i += lanes) store(alpha<Op, Packed>(load(a + i), load(b + i)), out + i);
     if (i < n) plainAlphaKernels().alpha8[kRoute(Packed)][Op](n - i, a + i, b + i, out + i);
+}
+
+// Whole RGBA pixels, four 16-bit lanes each: the alpha lane is spread over
+// its pixel by shifts of the 64-bit lane, and the alpha result replaces
+// the colour result in the alpha lanes.
+template <int Op, bool Packed, bool Premul>
+void rgbaRow8(int n, const uint8_t* A, const uint8_t* B, uint8_t* D, const RgbaAlphas& how) {
+    const D16 d16;
+    const hn::Repartition<uint64_t, D16> d64;
+    const int pixels = int(hn::Lanes(d16)) / 4;
+    const V M = top();
+    const auto alphaLane = hn::Eq(hn::And(hn::Iota(d16, 0), hn::Set(d16, 3)), hn::Set(d16, 3));
+    auto spread = [&](V v) {
+        auto x = hn::ShiftRight<48>(hn::BitCast(d64, v));
+        x = hn::Or(x, hn::ShiftLeft<16>(x));
+        return hn::BitCast(d16, hn::Or(x, hn::ShiftLeft<32>(x)));
+    };
+    const V ca = hn::Set(d16, how.aConst), cb = hn::Set(d16, how.bConst);
+    int p = 0;
+    // PLUS of premultiplied pixels whose alphas are their own: every byte a sum.
+    if (Op == kPlus && Premul && how.aFrom == 0 && how.bFrom == 0 && how.writeAlpha)
+        p = addBytes(4 * n, A, B, D) / 4;
+    for (; p + pixels <= n; p += pixels) {
+        const V vA = load(A + 4 * p), vB = load(B + 4 * p);
+        const V a = how.aFrom == 0 ? spread(vA) : ca;
+        const V b = how.bFrom == 0 ? spread(vB) : how.bFrom == 1 ? cb : hn::Sub(M, a);
+        V cA = vA, cB = vB;
+        if (!Premul) cA = div(hn::Mul(vA, a)), cB = div(hn::Mul(vB, b));
+        const V c = colour<Op, Packed>(cA, cB, a, b);
+        const V al = how.writeAlpha ? alpha<Op, Packed>(a, b) : load(D + 4 * p);
+        store(hn::IfThenElse(alphaLane, al, c), D + 4 * p);
+    }
+    if (p < n)
+        plainAlphaKernels().rgba8[kRoute(Packed)][Op][Premul](n - p, A + 4 * p, B + 4 * p,
+                                                               D + 4 * p, how);
 }
 
 // Scaled multiplication; each vector is loaded whole before its store, so
@@ -149,6 +194,10 @@ void fillOp(AlphaKernels& k) {
     k.colour8[packed][Op][0] = colourRow8<Op, true, false>;
     k.colour8[packed][Op][1] = colourRow8<Op, true, true>;
     k.alpha8[packed][Op] = alphaRow8<Op, true>;
+    k.rgba8[packed][Op][0] = rgbaRow8<Op, true, false>;
+    k.rgba8[packed][Op][1] = rgbaRow8<Op, true, true>;
+    k.rgba8[integer][Op][0] = rgbaRow8<Op, false, false>;
+    k.rgba8[integer][Op][1] = rgbaRow8<Op, false, true>;
     k.colour8[integer][Op][0] = colourRow8<Op, false, false>;
     k.colour8[integer][Op][1] = colourRow8<Op, false, true>;
     k.alpha8[integer][Op] = alphaRow8<Op, false>;
