@@ -97,7 +97,9 @@ struct Case {
     int aA = -2, aB = -2;      // zolAlphaCompositeC constants when not -2
     uint32_t seed = 1;
     std::function<void(ZolImage* a, ZolImage* alpha)> fill;  // overrides srcImageA's pixels
-    int failAt = 0;            // the dst's n-th tile request is refused
+    int failAt = 0;            // the n-th tile request of failSide is refused
+    int failSide = 2;          // 2 dstImage, 4 the alpha destination
+    int heapFailAt = 0;        // the n-th heap request fails
 
     Route route() const {
         if (divide) return Floating;
@@ -117,7 +119,7 @@ void runCase(const Case& c) {
     if (!c.inPlace) B.img = Image(c.depth, c.colours + c.alphaB, c.w + 3, c.h + 1, c.orderB, 4, c.alphaB);
     if (c.alphaImage) AA.img = Image(c.depth, 1, c.w + 2, c.h, c.orderA, 4, false);
     if (c.alphaDst) AD.img = Image(c.depth, 2, c.w + 4, c.h + 3, c.orderD, 4, true);
-    Side* sides[] = {&A, &B, &D, &AA, &AD};
+    Side* sides[] = {&A, &B, &D, &AA, &AD};  // failSide indexes these
     for (Side* s : sides)
         if (s->img.get()) s->img.randomize(g());
     if (c.fill) c.fill(A.img, AA.img);
@@ -141,7 +143,7 @@ void runCase(const Case& c) {
         if (B.img.get()) B.serve(8, 24);
         if (AA.img.get()) AA.serve(8, 8);
         if (AD.img.get()) AD.serve(8, 8);  // windows cross its tiles: a written block
-        D.tiles->failAt(c.failAt);
+        sides[c.failSide]->tiles->failAt(c.failAt);
     }
     if (c.masks) {
         D.setMask(masks[0]);
@@ -180,14 +182,18 @@ void runCase(const Case& c) {
             }
         }
     kit::Recorder rec;
+    std::unique_ptr<kit::HeapFailure> heap;
+    if (c.heapFailAt) heap = std::make_unique<kit::HeapFailure>(c.heapFailAt);
     if (constC)
         zolAlphaCompositeC(A.arg(), srcB.arg(), D.arg(), c.op, c.aA, c.aB, c.premul, c.divide);
     else
         zolAlphaComposite(A.arg(), srcB.arg(), D.arg(), c.op, c.alphaImage ? AA.arg() : nullptr,
                           nullptr, c.alphaDst ? AD.arg() : nullptr, c.premul, c.divide);
-    for (Side* s : sides) s->expectClean(s == &D && c.failAt ? 1 : 0);
-    if (c.failAt) {
-        EXPECT_TRUE(rec.only(-2, "zolAlphaComposite", "ERROR in Tiling callBack"));
+    heap.reset();
+    for (Side* s : sides) s->expectClean(s == sides[c.failSide] && c.failAt ? 1 : 0);
+    if (c.failAt || c.heapFailAt) {
+        EXPECT_TRUE(c.failAt ? rec.only(-2, "zolAlphaComposite", "ERROR in Tiling callBack")
+                             : rec.only(-4, "zolAlphaComposite", "No working memory"));
         return;
     }
     EXPECT_TRUE(rec.none());
@@ -261,10 +267,13 @@ TEST(Composite, TiledImagesWithDifferentGrids) {
             c.masks = variant == 1;
             runCase(c);
         }
-    // A tile refused mid-walk: what is held is released, -2 is reported.
-    for (int n : {1, 3, 7}) {
+    // A tile refused mid-walk, also inside a window that takes several
+    // tiles: what is held is released, -2 is reported; no memory: -4.
+    for (int n : {1, 3, 7, 0}) {
         Case c;
-        c.tiles = true, c.w = 61, c.h = 29, c.failAt = n;
+        c.tiles = c.alphaDst = true, c.w = 61, c.h = 29, c.failAt = n, c.failSide = 4;
+        if (n == 1) c.failSide = 2;
+        if (n == 0) c.heapFailAt = 1;
         runCase(c);
     }
 }
