@@ -44,7 +44,8 @@ ZolImage* rgba(int order, unsigned seed) {
 struct Data {
     ZolImage* a[2] = {rgba(ZOL_DATA_ORDER_PIXEL, 1), rgba(ZOL_DATA_ORDER_PLANE, 2)};
     ZolImage* d[2] = {rgba(ZOL_DATA_ORDER_PIXEL, 3), rgba(ZOL_DATA_ORDER_PLANE, 4)};
-    ZolImage* m[3] = {bench::randomImage(ZOL_DEPTH_8U, 1, 5), bench::randomImage(ZOL_DEPTH_8U, 1, 6),
+    ZolImage* m[3] = {bench::randomImage(ZOL_DEPTH_8U, 1, 5),
+                      bench::randomImage(ZOL_DEPTH_8U, 1, 6),
                       bench::randomImage(ZOL_DEPTH_8U, 1, 7)};
     bool ok() const { return a[0] && a[1] && d[0] && d[1] && m[0] && m[1] && m[2]; }
     ~Data() {
@@ -120,7 +121,9 @@ void benchPixman(benchmark::State& state, int op) {
 #ifdef ZOL_BENCH_OPENCV
 void benchOpenCv(benchmark::State& state) {
     if (!data().ok()) return state.SkipWithError("cannot allocate the images");
-    auto mat = [](ZolImage* im) { return cv::Mat(kH, kW, CV_8UC1, im->imageData, size_t(im->widthStep)); };
+    auto mat = [](ZolImage* im) {
+        return cv::Mat(kH, kW, CV_8UC1, im->imageData, size_t(im->widthStep));
+    };
     cv::Mat a = mat(data().m[0]), b = mat(data().m[1]), d = mat(data().m[2]);
     bench::timed(state, times(), "opencv/mulscale", [&] { cv::multiply(a, b, d, 1.0 / 255); });
 }
@@ -130,10 +133,10 @@ struct Registrar {
     Registrar() {
         for (int op = 0; op < 6; ++op) {
             for (int plane : {1, 0})
-                benchmark::RegisterBenchmark(
-                    (std::string("alpha/zolAlphaComposite/") + kOps[op] + (plane ? "/plane" : "/pixel"))
-                        .c_str(),
-                    benchComposite, op, plane)
+                benchmark::RegisterBenchmark((std::string("alpha/zolAlphaComposite/") + kOps[op] +
+                                              (plane ? "/plane" : "/pixel"))
+                                                 .c_str(),
+                                             benchComposite, op, plane)
                     ->Unit(benchmark::kMicrosecond);
 #ifdef ZOL_BENCH_PIXMAN
             benchmark::RegisterBenchmark((std::string("alpha/pixman/") + kOps[op]).c_str(),

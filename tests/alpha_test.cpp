@@ -42,8 +42,9 @@ std::pair<uint32_t, uint32_t> model(Route r, int op, bool premul, uint32_t M, ui
     if (r == Integer) {
         const int64_t C[] = {Ap + Bp - d(Bp * a), d(Ap * b), Ap - d(Ap * b),
                              d(Ap * b) + Bp - d(Bp * a), Ap - d(Ap * b) + Bp - d(Bp * a), Ap + Bp};
-        const int64_t Ca[] = {a + b - d(uint64_t(a) * b), d(uint64_t(a) * b), a - d(uint64_t(a) * b),
-                              b, a + b - 2 * d(uint64_t(a) * b), a + b};
+        const int64_t Ca[] = {a + b - d(uint64_t(a) * b),     d(uint64_t(a) * b),
+                              a - d(uint64_t(a) * b),         b,
+                              a + b - 2 * d(uint64_t(a) * b), a + b};
         return {cap(C[op]), cap(Ca[op])};
     }
     const int64_t C[] = {Ap + d((M - a) * Bp), d(b * Ap), d((M - b) * Ap),
@@ -116,7 +117,8 @@ void runCase(const Case& c) {
     Side A, B, D, AA, AD;
     A.img = Image(c.depth, c.colours + 1, c.w, c.h, c.orderA, 4, true);
     D.img = Image(c.depth, c.colours + 1, c.w + 1, c.h + 2, c.orderD, 8, true);
-    if (!c.inPlace) B.img = Image(c.depth, c.colours + c.alphaB, c.w + 3, c.h + 1, c.orderB, 4, c.alphaB);
+    if (!c.inPlace)
+        B.img = Image(c.depth, c.colours + c.alphaB, c.w + 3, c.h + 1, c.orderB, 4, c.alphaB);
     if (c.alphaImage) AA.img = Image(c.depth, 1, c.w + 2, c.h, c.orderA, 4, false);
     if (c.alphaDst) AD.img = Image(c.depth, 2, c.w + 4, c.h + 3, c.orderD, 4, true);
     Side* sides[] = {&A, &B, &D, &AA, &AD};  // failSide indexes these
@@ -155,8 +157,11 @@ void runCase(const Case& c) {
     // The expected destination, from the pixels before the call.
     ZolImage* exp = zolCloneImage(D.img);
     ZolImage* expA = c.alphaDst ? zolCloneImage(AD.img) : exp;
-    auto del = [](ZolImage* p) { zolDeallocate(p, ZOL_FREE_HEADER | ZOL_FREE_DATA | ZOL_FREE_ROI); };
-    std::unique_ptr<ZolImage, void (*)(ZolImage*)> hold(exp, del), holdA(c.alphaDst ? expA : nullptr, del);
+    auto del = [](ZolImage* p) {
+        zolDeallocate(p, ZOL_FREE_HEADER | ZOL_FREE_DATA | ZOL_FREE_ROI);
+    };
+    std::unique_ptr<ZolImage, void (*)(ZolImage*)> hold(exp, del),
+        holdA(c.alphaDst ? expA : nullptr, del);
     const ZolImage* imgs[] = {A.img, srcB.img, D.img, AA.img, masks[0], masks[1], masks[2], AD.img};
     Rect r[8];
     int w = 1 << 30, h = 1 << 30;
@@ -169,7 +174,9 @@ void runCase(const Case& c) {
             for (int i = 4; i < 7; ++i)
                 if (imgs[i]) on = on && kit::get(imgs[i], r[i].x + x, r[i].y + y, 0);
             if (!on) continue;
-            auto at = [&](int i, int ch) { return uint32_t(kit::get(imgs[i], r[i].x + x, r[i].y + y, ch)); };
+            auto at = [&](int i, int ch) {
+                return uint32_t(kit::get(imgs[i], r[i].x + x, r[i].y + y, ch));
+            };
             uint32_t a = c.alphaImage ? at(3, 0) : at(0, c.colours);
             uint32_t b = c.alphaB && !c.alphaImage ? at(1, c.colours) : M - a;
             if (constC && c.aA >= 0) a = std::min<uint32_t>(c.aA, M);
@@ -177,8 +184,9 @@ void runCase(const Case& c) {
             for (int k = 0; k < c.colours; ++k) {
                 const auto v = model(c.route(), c.op, c.premul, M, at(0, k), at(1, k), a, b);
                 kit::set(exp, r[2].x + x, r[2].y + y, k, v.first);
-                if (!constC) kit::set(expA, r[c.alphaDst ? 7 : 2].x + x, r[c.alphaDst ? 7 : 2].y + y,
-                                      c.alphaDst ? 1 : c.colours, v.second);
+                if (!constC)
+                    kit::set(expA, r[c.alphaDst ? 7 : 2].x + x, r[c.alphaDst ? 7 : 2].y + y,
+                             c.alphaDst ? 1 : c.colours, v.second);
             }
         }
     kit::Recorder rec;
@@ -199,7 +207,8 @@ void runCase(const Case& c) {
     EXPECT_TRUE(rec.none());
     EXPECT_EQ(D.img.bytes(), std::vector<uint8_t>(exp->imageData, exp->imageData + exp->imageSize));
     if (c.alphaDst) {
-        EXPECT_EQ(AD.img.bytes(), std::vector<uint8_t>(expA->imageData, expA->imageData + expA->imageSize));
+        EXPECT_EQ(AD.img.bytes(),
+                  std::vector<uint8_t>(expA->imageData, expA->imageData + expA->imageSize));
     }
 }
 
@@ -292,7 +301,8 @@ TEST(Composite, ConstantAlphas) {
 // Scaled multiplication: every 8-bit pair, then random 16-bit images with
 // mixed orders, coi, masks and tiles against floor(a * b / M).
 TEST(MultiplyScale, Exhaustive8BitPairs) {
-    Image a(ZOL_DEPTH_8U, 1, 256, 256), b(ZOL_DEPTH_8U, 1, 256, 256, PL), d(ZOL_DEPTH_8U, 1, 256, 256);
+    Image a(ZOL_DEPTH_8U, 1, 256, 256), b(ZOL_DEPTH_8U, 1, 256, 256, PL),
+        d(ZOL_DEPTH_8U, 1, 256, 256);
     for (int y = 0; y < 256; ++y)
         for (int x = 0; x < 256; ++x) kit::set(a, x, y, 0, x), kit::set(b, x, y, 0, y);
     kit::Recorder rec;
@@ -320,7 +330,8 @@ TEST(MultiplyScale, RegionsMasksCoiAndTiles) {
         B.img.setRoi(coi ? 3 : 0, 1, 0, 40, 8);
         D.img.setRoi(coi ? 1 : 0, 2, 2, 39, 9);
         Image m[2];
-        for (auto& k : m) k = Image(ZOL_DEPTH_1U, 1, 45, 11), k.randomize(g()), k.setRoi(0, 3, 1, 40, 9);
+        for (auto& k : m)
+            k = Image(ZOL_DEPTH_1U, 1, 45, 11), k.randomize(g()), k.setRoi(0, 3, 1, 40, 9);
         if (seed % 5 < 3) A.serve(16, 8), D.serve(8, 16), B.serve(24, 24);
         if (masks) D.setMask(m[0]), A.setMask(m[1]);
         const int value = int(g() % (M + 40)) - 20;
@@ -342,7 +353,8 @@ TEST(MultiplyScale, RegionsMasksCoiAndTiles) {
         else zolMultiplyScale(A.arg(), B.arg(), D.arg());
         EXPECT_TRUE(rec.none()) << seed;
         for (Side* s : {&A, &B, &D}) s->expectClean();
-        EXPECT_EQ(D.img.bytes(), std::vector<uint8_t>(exp->imageData, exp->imageData + exp->imageSize))
+        EXPECT_EQ(D.img.bytes(),
+                  std::vector<uint8_t>(exp->imageData, exp->imageData + exp->imageSize))
             << "seed " << seed;
         zolDeallocate(exp, ZOL_FREE_HEADER | ZOL_FREE_DATA | ZOL_FREE_ROI);
     }
@@ -374,7 +386,8 @@ TEST(PreMultiplyAlpha, PixelAlphaConstantCoiMaskTiles) {
         zolPreMultiplyAlpha(s.arg(), value);
         EXPECT_TRUE(rec.none());
         s.expectClean();
-        EXPECT_EQ(s.img.bytes(), std::vector<uint8_t>(exp->imageData, exp->imageData + exp->imageSize))
+        EXPECT_EQ(s.img.bytes(),
+                  std::vector<uint8_t>(exp->imageData, exp->imageData + exp->imageSize))
             << "seed " << seed;
         zolDeallocate(exp, ZOL_FREE_HEADER | ZOL_FREE_DATA | ZOL_FREE_ROI);
     }
@@ -396,7 +409,8 @@ TEST(AlphaFamily, ChecksInOrder) {
                             "(dstImage->nChannels - (dstImage->alphaChannel != 0))";
     struct Row { std::function<void()> call; int status; std::string func, context; };
     const Row rows[] = {
-        {[&] { zolAlphaComposite(nullptr, nullptr, nullptr, 9, 0, 0, 0, 9, 9); }, -5, ac, "dstImage==0"},
+        {[&] { zolAlphaComposite(nullptr, nullptr, nullptr, 9, 0, 0, 0, 9, 9); }, -5, ac,
+         "dstImage==0"},
         {[&] { zolAlphaComposite(nullptr, rgba, rgba, 0, 0, 0, 0, 0, 0); }, -5, ac, "srcImageA==0"},
         {[&] { zolAlphaComposite(rgba, one, s8, 9, 0, 0, 0, 0, 0); }, 1, ac, ""},
         {[&] { zolAlphaComposite(rgba, rgba, s8, 9, 0, 0, 0, 0, 0); }, -5, ac,
@@ -406,19 +420,26 @@ TEST(AlphaFamily, ChecksInOrder) {
         {[&] { zolAlphaComposite(coi, rgba, rgba, 0, 0, 0, 0, 0, 0); }, -5, ac,
          "srcImageA->roi->coi > 0 && dstImage->roi == 0"},
         {[&] { zolAlphaComposite(gray, rgba, rgba, 9, 0, 0, 0, 0, 0); }, -5, ac, chA},
-        {[&] { zolAlphaComposite(rgb, rgb, rgb, 9, 0, 0, 0, 0, 0); }, -5, ac, "srcImageA->alphaChannel < 1"},
+        {[&] { zolAlphaComposite(rgb, rgb, rgb, 9, 0, 0, 0, 0, 0); }, -5, ac,
+         "srcImageA->alphaChannel < 1"},
         {[&] { zolAlphaComposite(rgba, rgba, rgba, 0, 0, 0, rgb, 9, 0); }, -5, ac,
          "alphaImageDst->alphaChannel < 1"},
         {[&] { zolAlphaComposite(rgba, rgba, rgba, 6, 0, 0, 0, 0, 0); }, -5, ac,
          "compositeType != 0 && compositeType != 1 && compositeType != 2 && compositeType != 3 && "
          "compositeType != 4 && compositeType != 5"},
-        {[&] { zolAlphaComposite(rgba, rgba, rgba, 0, 0, 0, 0, 2, 0); }, -5, ac, "premulAlpha != 0 && premulAlpha != 1"},
-        {[&] { zolAlphaComposite(rgba, rgba, rgba, 0, 0, 0, 0, 0, -1); }, -5, ac, "divideMode != 0 && divideMode != 1"},
-        {[&] { zolSetErrStatus(-7); zolAlphaComposite(rgba, masked, masked, 0, 0, 0, 0, 0, 0); }, -1, ac,
-         "Bad masks for images"},
+        {[&] { zolAlphaComposite(rgba, rgba, rgba, 0, 0, 0, 0, 2, 0); }, -5, ac,
+         "premulAlpha != 0 && premulAlpha != 1"},
+        {[&] { zolAlphaComposite(rgba, rgba, rgba, 0, 0, 0, 0, 0, -1); }, -5, ac,
+         "divideMode != 0 && divideMode != 1"},
+        {[&] {
+             zolSetErrStatus(-7);
+             zolAlphaComposite(rgba, masked, masked, 0, 0, 0, 0, 0, 0);
+         },
+         -1, ac, "Bad masks for images"},
         {[&] { zolAlphaCompositeC(rgb, rgb, rgb, 0, -1, 5, 0, 0); }, -5, "zolAlphaCompositeC",
          "srcImageA->alphaChannel < 1"},
-        {[&] { zolPreMultiplyAlpha(rgb, -1); }, -5, "zolPreMultiplyAlpha", "image->alphaChannel < 1"},
+        {[&] { zolPreMultiplyAlpha(rgb, -1); }, -5, "zolPreMultiplyAlpha",
+         "image->alphaChannel < 1"},
         {[&] { zolMultiplyScale(rgba, rgba, nullptr); }, -5, mul, "dstImage==0"},
         {[&] { zolMultiplyScale(rgba, one, rgba); }, 1, mul, ""},
         {[&] { zolMultiplySScale(rgba, s8, 1); }, -5, "zolMultiplySScale",

@@ -135,14 +135,15 @@ std::vector<Entry> alphaDepth(const zol::AlphaKernels& k, const char* depth) {
                                  fn(int(n), A, B, B, A, out.data());
                                  std::memcpy(d, out.data(), n * sizeof(T));
                              }});
-            e.push_back({name + " alpha", sizeof(T), true,
-                         [fn = zol::alphaRow<T>(k, op, zol::CompositeRoute(r))](
-                             const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n, const Param&) {
-                             std::vector<T> out(n + 1);
-                             fn(int(n), reinterpret_cast<const T*>(a), reinterpret_cast<const T*>(b),
-                                out.data());
-                             std::memcpy(d, out.data(), n * sizeof(T));
-                         }});
+            e.push_back(
+                {name + " alpha", sizeof(T), true,
+                 [fn = zol::alphaRow<T>(k, op, zol::CompositeRoute(r))](
+                     const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n, const Param&) {
+                     std::vector<T> out(n + 1);
+                     fn(int(n), reinterpret_cast<const T*>(a), reinterpret_cast<const T*>(b),
+                        out.data());
+                     std::memcpy(d, out.data(), n * sizeof(T));
+                 }});
         }
     return e;
 }
@@ -161,10 +162,9 @@ std::vector<Entry> alphaEntries() {
                                      (pm ? " premul" : "") + " from " + std::to_string(how.aFrom) +
                                      std::to_string(how.bFrom),
                                  4, true,
-                                 [fn = k.rgba8[r][op][pm], how](const uint8_t* a, const uint8_t* b,
-                                                                uint8_t* d, size_t n, const Param&) {
-                                     fn(int(n), a, b, d, how);
-                                 }});
+                                 [fn = k.rgba8[r][op][pm], how](
+                                     const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n,
+                                     const Param&) { fn(int(n), a, b, d, how); }});
     e.push_back({"mulScale8u", 1, true,
                  [fn = k.mul8](const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n,
                                const Param&) { fn(d, a, b, n); }});

@@ -170,7 +170,8 @@ AlphaRow<T> alphaOf(CompositeRoute route) {
 namespace {
 
 template <class T, int Op>
-void fillOp(ColourRow<T> (&colour)[kRoutes][kOperators][2], AlphaRow<T> (&alpha)[kRoutes][kOperators]) {
+void fillOp(ColourRow<T> (&colour)[kRoutes][kOperators][2],
+            AlphaRow<T> (&alpha)[kRoutes][kOperators]) {
     for (int r = 0; r < kRoutes; ++r) {
         colour[r][Op][0] = colourOf<T, Op>(CompositeRoute(r), false);
         colour[r][Op][1] = colourOf<T, Op>(CompositeRoute(r), true);
@@ -188,7 +189,8 @@ void fillRgba(RgbaRow (&rgba)[kRoutes][kOperators][2]) {
 }
 
 template <class T>
-void fillDepth(ColourRow<T> (&colour)[kRoutes][kOperators][2], AlphaRow<T> (&alpha)[kRoutes][kOperators]) {
+void fillDepth(ColourRow<T> (&colour)[kRoutes][kOperators][2],
+               AlphaRow<T> (&alpha)[kRoutes][kOperators]) {
     fillOp<T, kOver>(colour, alpha);
     fillOp<T, kIn>(colour, alpha);
     fillOp<T, kOut>(colour, alpha);
@@ -370,7 +372,8 @@ bool interleaved(const CompositeCall& call, ZolImage* const* v) {
     const ZolImage* d = v[kDst];
     const int n = d->nChannels;
     if (v[kMask] || (d->roi && d->roi->coi > 0) || n < 2 || n > 4) return false;
-    for (const ZolImage* im : {d, static_cast<const ZolImage*>(v[kSrcA]), static_cast<const ZolImage*>(v[kSrcB])})
+    for (const ZolImage* im :
+         {d, static_cast<const ZolImage*>(v[kSrcA]), static_cast<const ZolImage*>(v[kSrcB])})
         if (im->dataOrder != ZOL_DATA_ORDER_PIXEL || im->nChannels != n || im->alphaChannel != n)
             return false;
     return (call.a.view == kSrcA || call.a.view < 0) && (call.b.view == kSrcB || call.b.view < 0) &&
@@ -392,8 +395,10 @@ void compositeRegion(const CompositeCall& call, ZolImage* const* v, int w, int h
     const Plane<T> pd = Plane<T>::of(dst, first(dst));
     const Plane<T> pA = Plane<T>::of(A, first(A));
     const Plane<T> pB = Plane<T>::of(B, first(B));
-    const Plane<T> pa = call.a.view >= 0 ? Plane<T>::of(v[call.a.view], call.a.channel) : Plane<T>();
-    const Plane<T> pb = call.b.view >= 0 ? Plane<T>::of(v[call.b.view], call.b.channel) : Plane<T>();
+    const Plane<T> pa =
+        call.a.view >= 0 ? Plane<T>::of(v[call.a.view], call.a.channel) : Plane<T>();
+    const Plane<T> pb =
+        call.b.view >= 0 ? Plane<T>::of(v[call.b.view], call.b.channel) : Plane<T>();
     const Plane<T> po =
         call.outView >= 0 ? Plane<T>::of(v[call.outView], call.outChannel) : Plane<T>();
     const ZolImage* mask = v[kMask];

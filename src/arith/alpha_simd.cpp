@@ -100,7 +100,9 @@ HWY_INLINE V alpha(V a, V b) {
     }
 }
 
-constexpr int kRoute(bool packed) { return int(packed ? CompositeRoute::Packed : CompositeRoute::Integer); }
+constexpr int kRoute(bool packed) {
+    return int(packed ? CompositeRoute::Packed : CompositeRoute::Integer);
+}
 
 // Saturating byte sums, for PLUS where it needs no alpha.
 HWY_INLINE int addBytes(int n, const uint8_t* A, const uint8_t* B, uint8_t* out) {

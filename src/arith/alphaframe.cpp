@@ -143,7 +143,8 @@ void AlphaFrame::run(const TileGroupImage* images, int nImages, const ZolImage* 
     for (int i = 0; i < nGrid; ++i) tiled = tiled || (gridOrder[i] && gridOrder[i]->tileInfo);
     if (!tiled) {
         ZolImage* views[8] = {};
-        for (int i = 0; i < nImages && i < 8; ++i) views[i] = const_cast<ZolImage*>(images[i].image);
+        for (int i = 0; i < nImages && i < 8; ++i)
+            views[i] = const_cast<ZolImage*>(images[i].image);
         fn(context, views, w_, h_);
         return;
     }

@@ -103,7 +103,8 @@ ownTileGroup* ownTileGroupCreate(int capacity, int blockWidth, int blockHeight) 
     if (capacity <= 0) return nullptr;
     auto* g = static_cast<ownTileGroup*>(heapAlloc(sizeof(ownTileGroup)));
     if (!g) return nullptr;
-    auto* e = static_cast<ownTileGroupEntry*>(heapAlloc(sizeof(ownTileGroupEntry) * size_t(capacity)));
+    auto* e =
+        static_cast<ownTileGroupEntry*>(heapAlloc(sizeof(ownTileGroupEntry) * size_t(capacity)));
     if (!e) {
         heapFree(g);
         return nullptr;
@@ -188,7 +189,8 @@ ZolImage* ownTileGroupView(ownTileGroup* g, int handle) {
         const int64_t bytes =
             ownCalcSize(e.image->dataOrder, e.image->nChannels, g->blockHeight, step);
         e.blockHeader.imageData = static_cast<char*>(heapAlloc(size_t(bytes)));
-        e.tileList = static_cast<char**>(heapAlloc(sizeof(char*) * size_t(e.tileListStride * rows)));
+        e.tileList =
+            static_cast<char**>(heapAlloc(sizeof(char*) * size_t(e.tileListStride * rows)));
         if (!e.blockHeader.imageData || !e.tileList) {
             heapFree(e.blockHeader.imageData);
             heapFree(e.tileList);
