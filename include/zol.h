@@ -607,6 +607,113 @@ ZOL_API void zolZoom(ZolImage* srcImage, ZolImage* dstImage, int xDst, int xSrc,
 ZOL_API int zolDecimate(ZolImage* srcImage, ZolImage* dstImage, int xDst, int xSrc, int yDst,
                         int ySrc, int interpolate);
 
+/* Scaled multiplication and alpha compositing                          */
+/* ------------------------------------------------------------------ */
+
+/* Common to the five functions below: depths 8U and 16U alone, the same in
+ * every image; M is the top of the depth (255 or 65535) and stands for 1.0.
+ * div(x) is x / M truncated, exact for every product of two values up to M
+ * (div(M * M) = M). Data orders may differ from image to image. Each image
+ * works on its own region (ROI cut at its edges, or the whole image), all
+ * cut to the least width and height, each from its own corner. The masks of
+ * the images (up to six) are combined by zolAnd, each placed by its own
+ * region; a clear bit leaves the pixel alone in every channel. Tiled images
+ * (not masks) may have different tile grids: windows of the first tiled
+ * image's tiles are served as one piece of memory per image; a refused tile
+ * ends the walk with -2 "ERROR in Tiling callBack", windows done staying
+ * written. The destination may be a source. Checks, in order: the
+ * destination (NULL is -5 "dstImage==0"; a bad header reports its status
+ * with "Incorrect Image"), then each source likewise; an image with alpha
+ * that has one channel or whose coi is its alpha channel ends the call
+ * silently, the status kept; depths ("dstImage->depth != 8 &&
+ * dstImage->depth != 16", "srcImageA->depth != dstImage->depth"); coi
+ * agreement (a coi on either side needs a ROI with a coi on the other);
+ * colour channel counts; the masks. Two or more masks with a negative status
+ * afterwards (even one left by an earlier call) report -1 "Bad masks for
+ * images" and write nothing. The row padding and every element outside the
+ * common region are untouched. */
+
+/* dst = div(a * b): 255 * 255 = 255, 128 * 128 = 64, 1 * 1 = 0 at 8U;
+ * 65535 * 65535 = 65535 at 16U. No saturation is needed. The alpha channel
+ * of every image is neither read nor written. */
+ZOL_API void zolMultiplyScale(ZolImage* srcImageA, ZolImage* srcImageB, ZolImage* dstImage);
+/* dst = div(src * v), v being value cut to 0..M (300 at 8U leaves the image
+ * unchanged, -1 gives zeros). As zolMultiplyScale otherwise, the contexts
+ * naming srcImage. */
+ZOL_API void zolMultiplySScale(ZolImage* srcImage, ZolImage* dstImage, int value);
+
+/* Multiplies the colour channels of image in place by an alpha p:
+ * c = div(c * p). A negative alphaValue takes p from each pixel's own alpha
+ * channel (-5 "image->alphaChannel < 1" without one); otherwise p is
+ * alphaValue cut to M, and the alpha channel, if any, is set to it. A coi
+ * walks that channel alone (the alpha channel is still set). The image's
+ * mask selects pixels. */
+ZOL_API void zolPreMultiplyAlpha(ZolImage* image, int alphaValue);
+
+/* Compositing operators, with a, b the alphas of the sources. */
+#define ZOL_COMPOSITE_OVER 0 /* A over B */
+#define ZOL_COMPOSITE_IN   1 /* A in B */
+#define ZOL_COMPOSITE_OUT  2 /* A out of B */
+#define ZOL_COMPOSITE_ATOP 3 /* A atop B */
+#define ZOL_COMPOSITE_XOR  4 /* A xor B */
+#define ZOL_COMPOSITE_PLUS 5 /* A plus B */
+
+/* dst = A op B per colour channel, and optionally the resulting alpha.
+ * Alpha a comes from alphaImageA (its alpha channel, or channel 1 without
+ * one) or else from srcImageA's alpha channel (-5 "srcImageA->alphaChannel
+ * < 1" without one); alpha b from alphaImageB, or, only when no alpha image
+ * is given at all, from srcImageB's alpha channel; otherwise b = M - a.
+ * The result alpha goes to alphaImageDst's alpha channel, or to dstImage's
+ * if it has one, or nowhere. premulAlpha 1: colours are already multiplied
+ * by their alpha (A' = A), 0: A' = div(A * a), B' = div(B * b).
+ * Three routes, chosen by the data, each with its own exact results:
+ *  - divideMode 1, the floating route, in double precision with a and b
+ *    scaled by s (8U: 1/255 rounded to single precision; 16U: 1/65535):
+ *    OVER  C = A' + B'(1 - a)   Ca = a + (1 - a) b
+ *    IN    C = A' b             Ca = a b
+ *    OUT   C = A' (1 - b)       Ca = a (1 - b)
+ *    ATOP  C = A' b + B'(1 - a) Ca = b
+ *    XOR   C = A'(1 - b) + B'(1 - a)   Ca = (1 - b) a + (1 - a) b
+ *    PLUS  C = A' + B'          Ca = a + b
+ *    then, where Ca > s * s / 2, C = C / Ca; values round to nearest (ties
+ *    to even), Ca is stored as Ca * M, and everything is capped at M.
+ *  - the packed route, when srcImageA, srcImageB, dstImage and the images
+ *    alphas are read from and written to are all in PLANE order, there is
+ *    no mask and divideMode is 0: each product is taken by itself:
+ *    OVER  C = A' + div((M - a) B')   Ca = a + div((M - a) b)
+ *    IN    C = div(b A')              Ca = div(a b)
+ *    OUT   C = div((M - b) A')        Ca = div((M - b) a)
+ *    ATOP  C = div(b A') + div((M - a) B')   Ca = b
+ *    XOR   C = div((M - b) A') + div((M - a) B')
+ *          Ca = div((M - b) a) + div((M - a) b)
+ *    PLUS  C = A' + B'                Ca = a + b
+ *  - otherwise the integer route:
+ *    OVER  C = A' + B' - div(B' a)    Ca = a + b - div(a b)
+ *    IN    C = div(A' b)              Ca = div(a b)
+ *    OUT   C = A' - div(A' b)         Ca = a - div(a b)
+ *    ATOP  C = div(A' b) + B' - div(B' a)    Ca = b
+ *    XOR   C = A' - div(A' b) + B' - div(B' a)   Ca = a + b - 2 div(a b)
+ *    PLUS  C = A' + B'                Ca = a + b
+ *  Every result is capped at M. The packed results are the integer ones
+ *  less one per product that is not a multiple of M. Alphas are read
+ *  before anything is written, so an alpha destination that is also an
+ *  alpha source gives the same result as separate images. Checks after
+ *  the common ones: alpha sources, alpha destination ("alphaImageDst->
+ *  alphaChannel < 1"), then compositeType, premulAlpha and divideMode,
+ *  each -5 with its condition. The destination's alpha channel is written
+ *  only as the alpha destination. */
+ZOL_API void zolAlphaComposite(ZolImage* srcImageA, ZolImage* srcImageB, ZolImage* dstImage,
+                               int compositeType, ZolImage* alphaImageA, ZolImage* alphaImageB,
+                               ZolImage* alphaImageDst, int premulAlpha, int divideMode);
+/* As zolAlphaComposite with alpha constants: a negative aA (aB) reads the
+ * alpha channel of srcImageA (srcImageB), otherwise the value cut to M
+ * (300 is 255 at 8U) is the alpha of every pixel. Only the floating and the
+ * integer routes; no alpha is written, the destination's alpha channel
+ * stays as it was. */
+ZOL_API void zolAlphaCompositeC(ZolImage* srcImageA, ZolImage* srcImageB, ZolImage* dstImage,
+                                int compositeType, int aA, int aB, int premulAlpha,
+                                int divideMode);
+
 /* ------------------------------------------------------------------ */
 /* Test image                                                           */
 /* ------------------------------------------------------------------ */

@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "arith/alpha.h"
 #include "arith/constant.h"
 #include "arith/dyadic.h"
 #include "arith/logic.h"
@@ -227,6 +228,65 @@ std::vector<Entry> colourEntries() {
     return e;
 }
 
+// Compositing rows read colours A, B from a, b and take b, a as the alphas;
+// they write a scratch row, copied to d, since their output is never a source.
+template <class T>
+std::vector<Entry> alphaDepth(const zol::AlphaKernels& k, const char* depth) {
+    std::vector<Entry> e;
+    for (int r = 0; r < zol::kRoutes; ++r)
+        for (int op = 0; op < zol::kOperators; ++op) {
+            const std::string name = std::string(depth) + " route " + std::to_string(r) + " op " +
+                                     std::to_string(op);
+            for (int pm = 0; pm < 2; ++pm)
+                e.push_back({name + (pm ? " premul" : ""), sizeof(T), true,
+                             [fn = zol::colourRow<T>(k, op, zol::CompositeRoute(r), pm)](
+                                 const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n,
+                                 const Param&) {
+                                 std::vector<T> out(n + 1);
+                                 const T* A = reinterpret_cast<const T*>(a);
+                                 const T* B = reinterpret_cast<const T*>(b);
+                                 fn(int(n), A, B, B, A, out.data());
+                                 std::memcpy(d, out.data(), n * sizeof(T));
+                             }});
+            e.push_back(
+                {name + " alpha", sizeof(T), true,
+                 [fn = zol::alphaRow<T>(k, op, zol::CompositeRoute(r))](
+                     const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n, const Param&) {
+                     std::vector<T> out(n + 1);
+                     fn(int(n), reinterpret_cast<const T*>(a), reinterpret_cast<const T*>(b),
+                        out.data());
+                     std::memcpy(d, out.data(), n * sizeof(T));
+                 }});
+        }
+    return e;
+}
+
+std::vector<Entry> alphaEntries() {
+    const zol::AlphaKernels& k = zol::alphaKernels();
+    std::vector<Entry> e = alphaDepth<uint8_t>(k, "8u");
+    for (Entry& x : alphaDepth<uint16_t>(k, "16u")) e.push_back(std::move(x));
+    // RGBA rows that write every byte, so in-place calls compare too.
+    const zol::RgbaAlphas hows[] = {{0, 0, 0, 0, true}, {1, 2, 77, 0, true}, {0, 1, 0, 200, true}};
+    for (int r = 1; r < zol::kRoutes; ++r)
+        for (int op = 0; op < zol::kOperators; ++op)
+            for (int pm = 0; pm < 2; ++pm)
+                for (const zol::RgbaAlphas& how : hows)
+                    e.push_back({"rgba route " + std::to_string(r) + " op " + std::to_string(op) +
+                                     (pm ? " premul" : "") + " from " + std::to_string(how.aFrom) +
+                                     std::to_string(how.bFrom),
+                                 4, true,
+                                 [fn = k.rgba8[r][op][pm], how](
+                                     const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n,
+                                     const Param&) { fn(int(n), a, b, d, how); }});
+    e.push_back({"mulScale8u", 1, true,
+                 [fn = k.mul8](const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n,
+                               const Param&) { fn(d, a, b, n); }});
+    e.push_back({"mulSScale8u", 1, false,
+                 [fn = k.mulS8](const uint8_t* a, const uint8_t*, uint8_t* d, size_t n,
+                                const Param& p) { fn(d, a, p.bits & 0xFF, n); }});
+    return e;
+}
+
 struct Family {
     const char* name;
     std::vector<Entry> (*entries)();
@@ -239,6 +299,7 @@ const Family kFamilies[] = {
     {"constant", constantEntries, zol::constForm},
     {"convolution", convEntries, zol::convForm},
     {"colour", colourEntries, zol::colourForm},
+    {"alpha", alphaEntries, zol::alphaForm},
 };
 
 // Bytes mostly from the edges of 8-, 16- and 32-bit elements, which makes

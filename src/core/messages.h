@@ -182,6 +182,145 @@ inline constexpr const char kDecDepth[] = "srcImage->depth is wrong";
 inline constexpr const char kDecSrcTile[] = "srcImage->tileInfo->callBack crash";
 inline constexpr const char kDecDstTile[] = "dstImage->tileInfo->callBack crash";
 
+// Scaled multiplication and alpha compositing, and the tile group they walk with.
+inline constexpr const char kMultiplyScale[] = "zolMultiplyScale";
+inline constexpr const char kMultiplySScale[] = "zolMultiplySScale";
+inline constexpr const char kPreMultiplyAlpha[] = "zolPreMultiplyAlpha";
+inline constexpr const char kAlphaComposite[] = "zolAlphaComposite";
+inline constexpr const char kAlphaCompositeC[] = "zolAlphaCompositeC";
+inline constexpr const char kTilingCallBack[] = "ERROR in Tiling callBack";
+inline constexpr const char kNoWorkingMemory[] = "No working memory";
+inline constexpr const char kInternalTiling[] = "Internal tiling error";
+inline constexpr const char kBadMasks[] = "Bad masks for images";
+inline constexpr const char kDstDepth8or16[] = "dstImage->depth != 8 && dstImage->depth != 16";
+inline constexpr const char kImageDepth8or16[] = "image->depth != 8 && image->depth != 16";
+inline constexpr const char kBadCompositeType[] =
+    "compositeType != 0 && compositeType != 1 && compositeType != 2 && compositeType != 3 && "
+    "compositeType != 4 && compositeType != 5";
+inline constexpr const char kBadPremul[] = "premulAlpha != 0 && premulAlpha != 1";
+inline constexpr const char kBadDivideMode[] = "divideMode != 0 && divideMode != 1";
+
+// The words of the checks of one image of these families, by its name.
+struct ImageTexts {
+    const char* null;        // "x==0"
+    const char* alpha;       // alpha channel other than the last
+    const char* depth;       // depth unlike the destination's
+    const char* alphaLow;    // no alpha channel where one is read
+    const char* alphaHigh;   // alpha channel past the channels
+    const char* coi[4];      // coi agreement with the destination, as a source
+    const char* channels;    // colour channel counts, as a source
+};
+inline constexpr ImageTexts kSrcImageATexts = {
+    "srcImageA==0",
+    "srcImageA->alphaChannel > 0 && srcImageA->alphaChannel != srcImageA->nChannels",
+    "srcImageA->depth != dstImage->depth",
+    "srcImageA->alphaChannel < 1",
+    "srcImageA->alphaChannel > srcImageA->nChannels",
+    {"dstImage->roi->coi > 0 && srcImageA->roi == 0",
+     "dstImage->roi->coi > 0 && srcImageA->roi->coi == 0",
+     "srcImageA->roi->coi > 0 && dstImage->roi == 0",
+     "srcImageA->roi->coi > 0 && dstImage->roi->coi == 0"},
+    "(srcImageA->nChannels - (srcImageA->alphaChannel != 0)) != (dstImage->nChannels - (dstImage->alphaChannel != 0))"};
+inline constexpr ImageTexts kSrcImageBTexts = {
+    "srcImageB==0",
+    "srcImageB->alphaChannel > 0 && srcImageB->alphaChannel != srcImageB->nChannels",
+    "srcImageB->depth != dstImage->depth",
+    "srcImageB->alphaChannel < 1",
+    "srcImageB->alphaChannel > srcImageB->nChannels",
+    {"dstImage->roi->coi > 0 && srcImageB->roi == 0",
+     "dstImage->roi->coi > 0 && srcImageB->roi->coi == 0",
+     "srcImageB->roi->coi > 0 && dstImage->roi == 0",
+     "srcImageB->roi->coi > 0 && dstImage->roi->coi == 0"},
+    "(srcImageB->nChannels - (srcImageB->alphaChannel != 0)) != (dstImage->nChannels - (dstImage->alphaChannel != 0))"};
+inline constexpr ImageTexts kSrcImageTexts = {
+    "srcImage==0",
+    "srcImage->alphaChannel > 0 && srcImage->alphaChannel != srcImage->nChannels",
+    "srcImage->depth != dstImage->depth",
+    "srcImage->alphaChannel < 1",
+    "srcImage->alphaChannel > srcImage->nChannels",
+    {"dstImage->roi->coi > 0 && srcImage->roi == 0",
+     "dstImage->roi->coi > 0 && srcImage->roi->coi == 0",
+     "srcImage->roi->coi > 0 && dstImage->roi == 0",
+     "srcImage->roi->coi > 0 && dstImage->roi->coi == 0"},
+    "(srcImage->nChannels - (srcImage->alphaChannel != 0)) != (dstImage->nChannels - (dstImage->alphaChannel != 0))"};
+inline constexpr ImageTexts kDstImageTexts = {
+    "dstImage==0",
+    "dstImage->alphaChannel > 0 && dstImage->alphaChannel != dstImage->nChannels",
+    nullptr,
+    nullptr,
+    nullptr,
+    {nullptr,
+     nullptr,
+     nullptr,
+     nullptr},
+    nullptr};
+inline constexpr ImageTexts kAlphaImageATexts = {
+    "alphaImageA==0",
+    "alphaImageA->alphaChannel > 0 && alphaImageA->alphaChannel != alphaImageA->nChannels",
+    "alphaImageA->depth != dstImage->depth",
+    nullptr,
+    nullptr,
+    {nullptr,
+     nullptr,
+     nullptr,
+     nullptr},
+    nullptr};
+inline constexpr ImageTexts kAlphaImageBTexts = {
+    "alphaImageB==0",
+    "alphaImageB->alphaChannel > 0 && alphaImageB->alphaChannel != alphaImageB->nChannels",
+    "alphaImageB->depth != dstImage->depth",
+    nullptr,
+    nullptr,
+    {nullptr,
+     nullptr,
+     nullptr,
+     nullptr},
+    nullptr};
+inline constexpr ImageTexts kAlphaImageDstTexts = {
+    "alphaImageDst==0",
+    "alphaImageDst->alphaChannel > 0 && alphaImageDst->alphaChannel != alphaImageDst->nChannels",
+    "alphaImageDst->depth != dstImage->depth",
+    "alphaImageDst->alphaChannel < 1",
+    "alphaImageDst->alphaChannel > alphaImageDst->nChannels",
+    {nullptr,
+     nullptr,
+     nullptr,
+     nullptr},
+    nullptr};
+inline constexpr ImageTexts kMasksTexts = {
+    "masks[imask]==0",
+    "masks[imask]->alphaChannel > 0 && masks[imask]->alphaChannel != masks[imask]->nChannels",
+    nullptr,
+    nullptr,
+    nullptr,
+    {nullptr,
+     nullptr,
+     nullptr,
+     nullptr},
+    nullptr};
+inline constexpr ImageTexts kImageTexts = {
+    "image==0",
+    "image->alphaChannel > 0 && image->alphaChannel != image->nChannels",
+    nullptr,
+    "image->alphaChannel < 1",
+    "image->alphaChannel > image->nChannels",
+    {nullptr,
+     nullptr,
+     nullptr,
+     nullptr},
+    nullptr};
+inline constexpr ImageTexts kMROITexts = {
+    "mROI==0",
+    "mROI->alphaChannel > 0 && mROI->alphaChannel != mROI->nChannels",
+    nullptr,
+    nullptr,
+    nullptr,
+    {nullptr,
+     nullptr,
+     nullptr,
+     nullptr},
+    nullptr};
+
 // Test image.
 inline constexpr const char kJaehneNoHeader[] =
     "Not enough memory to allocate header for ImageJaehne";
