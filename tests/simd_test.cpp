@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "arith/constant.h"
+#include "arith/copy.h"
 #include "arith/dyadic.h"
 #include "arith/logic.h"
 #include "core/simd.h"
@@ -114,6 +115,31 @@ std::vector<Entry> constantEntries() {
     return e;
 }
 
+// The swap changes both runs: d, a copy of a, takes b's bytes and b's
+// copy takes a's, which are then folded into d so that one comparison
+// sees both.
+std::vector<Entry> copyEntries() {
+    const zol::CopyKernels& k = zol::copyKernels();
+    std::vector<Entry> e;
+    // 8-byte patterns, and every so often one repeated byte.
+    e.push_back({"fill", 1, false,
+                 [fn = k.fillRow](const uint8_t*, const uint8_t*, uint8_t* d, size_t n,
+                                  const Param& p) {
+                     const uint64_t pattern = p.bits % 4 ? uint64_t(p.bits) * 0x9E3779B97F4A7C15ull
+                                                         : (p.bits >> 8 & 0xFF) * 0x0101010101010101ull;
+                     fn(d, n, pattern);
+                 }});
+    e.push_back({"swap", 1, false,
+                 [fn = k.swapRow](const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n,
+                                  const Param&) {
+                     std::memmove(d, a, n);
+                     Bytes other(b, b + n);
+                     fn(d, other.data(), n);
+                     for (size_t i = 0; i < n; ++i) d[i] = uint8_t(d[i] + 3 * other[i]);
+                 }});
+    return e;
+}
+
 struct Family {
     const char* name;
     std::vector<Entry> (*entries)();
@@ -124,6 +150,7 @@ const Family kFamilies[] = {
     {"logic", logicEntries, zol::logicForm},
     {"dyadic", dyadicEntries, zol::dyadicForm},
     {"constant", constantEntries, zol::constForm},
+    {"copy", copyEntries, zol::copyForm},
 };
 
 // Bytes mostly from the edges of 8-, 16- and 32-bit elements, which makes
