@@ -16,7 +16,7 @@
 
 namespace {
 
-enum class Op { Add, Mul, MulS, Abs, AddS, MulSFP, AddSFP };
+enum class Op { Add, Mul, MulS, Abs, AddS, MulSFP, AddSFP, And };
 
 struct Case {
     const char* name;
@@ -30,6 +30,7 @@ const Case kCases[] = {
     {"zolAdd/32f", Op::Add, ZOL_DEPTH_32F},        {"zolMultiply/32f", Op::Mul, ZOL_DEPTH_32F},
     {"zolAddSFP/32f", Op::AddSFP, ZOL_DEPTH_32F},  {"zolMultiplySFP/32f", Op::MulSFP, ZOL_DEPTH_32F},
     {"zolAdd/8u", Op::Add, ZOL_DEPTH_8U},          {"zolMultiplyS/8u", Op::MulS, ZOL_DEPTH_8U},
+    {"zolAnd/8u", Op::And, ZOL_DEPTH_8U},
 };
 constexpr int kDepths[] = {ZOL_DEPTH_8U, ZOL_DEPTH_16S, ZOL_DEPTH_32S, ZOL_DEPTH_32F};
 
@@ -78,6 +79,7 @@ void run(Op op, ZolImage* a, ZolImage* b, ZolImage* d) {
         case Op::AddS: return zolAddS(a, d, 37);
         case Op::MulSFP: return zolMultiplySFP(a, d, 1.5f);
         case Op::AddSFP: return zolAddSFP(a, d, 1.5f);
+        case Op::And: return zolAnd(a, b, d);
     }
 }
 
@@ -95,6 +97,7 @@ void benchForm(benchmark::State& state, int c, zol::Form form) {
 }
 
 void benchMemcpy(benchmark::State& state, int depth) {
+    if (!data().ok) return state.SkipWithError("cannot allocate the images");  // made untimed
     const size_t bytes = size_t(bytesOf(depth));
     bench::timed(state, times(), std::string("memcpy/") + std::to_string(depth & 0xFF),
                  [&] { std::memcpy(data().to.data(), data().from.data(), bytes); });
