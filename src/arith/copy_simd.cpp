@@ -9,12 +9,8 @@
 #include "core/simd.h"
 
 #if ZOL_SIMD_FORM_TARGET
-HWY_BEFORE_NAMESPACE();
-namespace zol {
-namespace HWY_NAMESPACE {
+ZOL_SIMD_BEGIN
 namespace {
-
-namespace hn = hwy::HWY_NAMESPACE;
 
 // A pattern of one repeated byte is the C library's memset, which has
 // the store paths for large blocks; wider patterns are stored here.
@@ -56,13 +52,9 @@ void fillCopy(CopyKernels& k) {
     k.swapRow = swapRow;
 }
 
-}  // namespace HWY_NAMESPACE
-}  // namespace zol
-HWY_AFTER_NAMESPACE();
+ZOL_SIMD_END
 #endif
 
 #if HWY_ONCE
-namespace zol {
-ZOL_SIMD_FILL(copySimd, fillCopy, CopyKernels)
-}  // namespace zol
+ZOL_SIMD_EXPORT(copySimd, fillCopy, CopyKernels)
 #endif

@@ -9,12 +9,8 @@
 #include "core/simd.h"
 
 #if ZOL_SIMD_FORM_TARGET
-HWY_BEFORE_NAMESPACE();
-namespace zol {
-namespace HWY_NAMESPACE {
+ZOL_SIMD_BEGIN
 namespace {
-
-namespace hn = hwy::HWY_NAMESPACE;
 
 // 8-bit products in 16-bit lanes, even and odd bytes apart, so that no
 // shuffle is needed: each product is exact there, clamped, and put back
@@ -162,13 +158,9 @@ void fillDyadic(DyadicKernels& k) {
     k.andNot = andNot;
 }
 
-}  // namespace HWY_NAMESPACE
-}  // namespace zol
-HWY_AFTER_NAMESPACE();
+ZOL_SIMD_END
 #endif
 
 #if HWY_ONCE
-namespace zol {
-ZOL_SIMD_FILL(dyadicSimd, fillDyadic, DyadicKernels)
-}  // namespace zol
+ZOL_SIMD_EXPORT(dyadicSimd, fillDyadic, DyadicKernels)
 #endif

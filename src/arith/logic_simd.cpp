@@ -9,12 +9,8 @@
 #include "core/simd.h"
 
 #if ZOL_SIMD_FORM_TARGET
-HWY_BEFORE_NAMESPACE();
-namespace zol {
-namespace HWY_NAMESPACE {
+ZOL_SIMD_BEGIN
 namespace {
-
-namespace hn = hwy::HWY_NAMESPACE;
 
 template <BitOp op, class V>
 HWY_INLINE V apply(V a, V b) {
@@ -102,13 +98,9 @@ void fillLogic(LogicKernels& k) {
     k.shr32s = shr32s;
 }
 
-}  // namespace HWY_NAMESPACE
-}  // namespace zol
-HWY_AFTER_NAMESPACE();
+ZOL_SIMD_END
 #endif
 
 #if HWY_ONCE
-namespace zol {
-ZOL_SIMD_FILL(logicSimd, fillLogic, LogicKernels)
-}  // namespace zol
+ZOL_SIMD_EXPORT(logicSimd, fillLogic, LogicKernels)
 #endif
