@@ -156,6 +156,10 @@ void fillDyadic(DyadicKernels& k) {
     setRow<int32_t>(k);
     setRow<float>(k);
     k.andNot = andNot;
+    // The 32S product goes through doubles, two to 128 bits; it pays only
+    // where vectors are wider than that (with SSE4 it lost to plain).
+    if (hn::Lanes(hn::ScalableTag<int32_t>()) <= 4)
+        k.run[kDy32S][int(DyOp::Mul)] = kPlainDyadic[kDy32S][int(DyOp::Mul)];
 }
 
 ZOL_SIMD_END
