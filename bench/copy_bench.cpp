@@ -1,7 +1,8 @@
 // zolCopy, zolSet, zolSetFP and zolExchange on 1920x1080 images: 8U three
 // channels over the whole image, a ROI, a random mask and one channel of
 // interest; fills of 8U and 32F; the exchange. Each stands beside memcpy or
-// memset of the same bytes, so the ratio to copy speed can be read off.
+// memset of the same bytes, so the ratio to copy speed can be read off;
+// with OpenCV's core installed, copyTo and setTo of the same images too.
 #include <benchmark/benchmark.h>
 
 #include <cstring>
@@ -10,6 +11,10 @@
 
 #include "common.h"
 #include "zol.h"
+
+#ifdef ZOL_BENCH_OPENCV
+#include <opencv2/core.hpp>
+#endif
 
 namespace {
 
@@ -113,6 +118,44 @@ void BM_exchange(benchmark::State& state) {
     }
     state.SetBytesProcessed(state.iterations() * bytesOf(Whole));
 }
+
+#ifdef ZOL_BENCH_OPENCV
+cv::Mat matOf(ZolImage* im, int type) {
+    return cv::Mat(im->height, im->width, type, im->imageData, size_t(im->widthStep));
+}
+
+void BM_opencv_copyTo(benchmark::State& state, Case c) {
+    Images& d = data();
+    if (!d.ok()) return state.SkipWithError("cannot allocate the images");
+    cv::Mat s = matOf(d.src3, CV_8UC3), t = matOf(d.dst3, CV_8UC3);
+    if (c == Roi) {
+        s = s(cv::Rect(kRoiX, kRoiY, kRoiW, kRoiH));
+        t = t(cv::Rect(kRoiX, kRoiY, kRoiW, kRoiH));
+    }
+    for (auto _ : state) {
+        s.copyTo(t);
+        benchmark::ClobberMemory();
+    }
+    state.SetBytesProcessed(state.iterations() * bytesOf(c));
+}
+
+void BM_opencv_setTo(benchmark::State& state, int type) {
+    Images& d = data();
+    if (!d.ok()) return state.SkipWithError("cannot allocate the images");
+    cv::Mat m = type == CV_8UC3 ? matOf(d.dst3, type) : matOf(d.f32, type);
+    const cv::Scalar v = type == CV_8UC3 ? cv::Scalar::all(77) : cv::Scalar::all(1.5);
+    for (auto _ : state) {
+        m.setTo(v);
+        benchmark::ClobberMemory();
+    }
+    state.SetBytesProcessed(state.iterations() * int64_t(m.total() * m.elemSize()));
+}
+
+BENCHMARK_CAPTURE(BM_opencv_copyTo, 8u_c3_whole, Whole)->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(BM_opencv_copyTo, 8u_c3_roi, Roi)->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(BM_opencv_setTo, 8u_c3, CV_8UC3)->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(BM_opencv_setTo, 32f_c1, CV_32FC1)->Unit(benchmark::kMicrosecond);
+#endif
 
 BENCHMARK_CAPTURE(BM_memcpy, 8u_c3_whole, bytesOf(Whole))->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(BM_copy, 8u_c3_whole, Whole)->Unit(benchmark::kMicrosecond);

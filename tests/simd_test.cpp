@@ -17,6 +17,7 @@
 
 #include "arith/alpha.h"
 #include "arith/constant.h"
+#include "arith/copy.h"
 #include "arith/dyadic.h"
 #include "arith/logic.h"
 #include "colour/kernels.h"
@@ -201,6 +202,31 @@ std::vector<Entry> convEntries() {
     return e;
 }
 
+// The swap changes both runs: d, a copy of a, takes b's bytes and b's
+// copy takes a's, which are then folded into d so that one comparison
+// sees both.
+std::vector<Entry> copyEntries() {
+    const zol::CopyKernels& k = zol::copyKernels();
+    std::vector<Entry> e;
+    // 8-byte patterns, and every so often one repeated byte.
+    e.push_back({"fill", 1, false,
+                 [fn = k.fillRow](const uint8_t*, const uint8_t*, uint8_t* d, size_t n,
+                                  const Param& p) {
+                     const uint64_t pattern = p.bits % 4 ? uint64_t(p.bits) * 0x9E3779B97F4A7C15ull
+                                                         : (p.bits >> 8 & 0xFF) * 0x0101010101010101ull;
+                     fn(d, n, pattern);
+                 }});
+    e.push_back({"swap", 1, false,
+                 [fn = k.swapRow](const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n,
+                                  const Param&) {
+                     std::memmove(d, a, n);
+                     Bytes other(b, b + n);
+                     fn(d, other.data(), n);
+                     for (size_t i = 0; i < n; ++i) d[i] = uint8_t(d[i] + 3 * other[i]);
+                 }});
+    return e;
+}
+
 // Three-byte pixels; the twist's matrix comes from the call's bits, its
 // sums within 32 bits as the front end guarantees.
 std::vector<Entry> colourEntries() {
@@ -297,6 +323,7 @@ const Family kFamilies[] = {
     {"logic", logicEntries, zol::logicForm},
     {"dyadic", dyadicEntries, zol::dyadicForm},
     {"constant", constantEntries, zol::constForm},
+    {"copy", copyEntries, zol::copyForm},
     {"convolution", convEntries, zol::convForm},
     {"colour", colourEntries, zol::colourForm},
     {"alpha", alphaEntries, zol::alphaForm},

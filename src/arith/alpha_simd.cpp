@@ -11,12 +11,8 @@
 #include "core/simd.h"
 
 #if ZOL_SIMD_FORM_TARGET
-HWY_BEFORE_NAMESPACE();
-namespace zol {
-namespace HWY_NAMESPACE {
+ZOL_SIMD_BEGIN
 namespace {
-
-namespace hn = hwy::HWY_NAMESPACE;
 using D16 = hn::ScalableTag<uint16_t>;
 using D8 = hn::Rebind<uint8_t, D16>;  // as many bytes as D16 has lanes
 using V = hn::Vec<D16>;
@@ -218,13 +214,9 @@ void fillAlpha(AlphaKernels& k) {
     k.mulS8 = mulS8;
 }
 
-}  // namespace HWY_NAMESPACE
-}  // namespace zol
-HWY_AFTER_NAMESPACE();
+ZOL_SIMD_END
 #endif
 
 #if HWY_ONCE
-namespace zol {
-ZOL_SIMD_FILL(alphaSimd, fillAlpha, AlphaKernels)
-}  // namespace zol
+ZOL_SIMD_EXPORT(alphaSimd, fillAlpha, AlphaKernels)
 #endif

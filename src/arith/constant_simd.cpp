@@ -10,12 +10,8 @@
 #include "core/simd.h"
 
 #if ZOL_SIMD_FORM_TARGET
-HWY_BEFORE_NAMESPACE();
-namespace zol {
-namespace HWY_NAMESPACE {
+ZOL_SIMD_BEGIN
 namespace {
-
-namespace hn = hwy::HWY_NAMESPACE;
 
 inline int32_t cut(int32_t v, int32_t lo, int32_t hi) { return v < lo ? lo : v > hi ? hi : v; }
 
@@ -169,13 +165,9 @@ void fillConstant(ConstKernels& k) {
 #undef ZOL_CONST_SET
 }
 
-}  // namespace HWY_NAMESPACE
-}  // namespace zol
-HWY_AFTER_NAMESPACE();
+ZOL_SIMD_END
 #endif
 
 #if HWY_ONCE
-namespace zol {
-ZOL_SIMD_FILL(constantSimd, fillConstant, ConstKernels)
-}  // namespace zol
+ZOL_SIMD_EXPORT(constantSimd, fillConstant, ConstKernels)
 #endif

@@ -101,6 +101,20 @@ void fillBitRow(uint8_t* d, int64_t dBit, int64_t count, bool value) {
 
 namespace {
 
+CopyKernels makeTable(Form form) {
+    CopyKernels k{copyk::fillRow, copyk::swapRow};
+    copySimd(form, k);
+    return k;
+}
+
+}  // namespace
+
+const CopyKernels& copyKernels() { return tableForActiveForm(makeTable); }
+
+Form copyForm() { return activeForm(); }
+
+namespace {
+
 using namespace copyk;
 
 // ---------------------------------------------------------------------
@@ -187,7 +201,8 @@ struct Copy {
 // both images comes out as it was.
 template <class T>
 struct Swap {
-    void block(uint8_t* d, uint8_t* s, size_t n) const { swapRow(d, s, n); }
+    SwapRowFn swapRun;
+    void block(uint8_t* d, uint8_t* s, size_t n) const { swapRun(d, s, n); }
     void elem(uint8_t* d, uint8_t* s) const {
         const T t = load<T>(d);
         store<T>(d, load<T>(s));
@@ -207,9 +222,10 @@ struct Swap {
 
 template <class T>
 struct Fill {
+    FillRowFn fillRun;
     uint64_t pattern;
     T value;
-    void block(uint8_t* d, uint8_t*, size_t n) const { fillRow(d, n, pattern); }
+    void block(uint8_t* d, uint8_t*, size_t n) const { fillRun(d, n, pattern); }
     void elem(uint8_t* d, const uint8_t*) const { store<T>(d, value); }
     void select(uint8_t* d, const uint8_t*, bool on) const {
         const T a = load<T>(d);
@@ -411,9 +427,11 @@ void moveTyped(Op op, uint32_t value, const Side& d, const Side& s, const MaskSi
                const Shape& sh) {
     switch (op) {
         case Op::Copy: return moveElems<T>(Copy<T>{}, d, s, m, sh);
-        case Op::Swap: return moveElems<T>(Swap<T>{}, d, s, m, sh);
+        case Op::Swap: return moveElems<T>(Swap<T>{copyKernels().swapRow}, d, s, m, sh);
         case Op::Fill:
-            return moveElems<T>(Fill<T>{fillPattern(int(sizeof(T)), value), T(value)}, d, d, m, sh);
+            return moveElems<T>(
+                Fill<T>{copyKernels().fillRow, fillPattern(int(sizeof(T)), value), T(value)}, d,
+                d, m, sh);
     }
 }
 

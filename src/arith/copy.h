@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "core/simd.h"
+
 namespace zol {
 namespace copyk {
 
@@ -27,4 +29,21 @@ void swapBitRow(uint8_t* a, int64_t aBit, uint8_t* b, int64_t bBit, int64_t coun
 void fillBitRow(uint8_t* d, int64_t dBit, int64_t count, bool value);
 
 }  // namespace copyk
+
+// The row kernels that have a SIMD form (copy_simd.cpp): the patterned
+// fill and the swap. The copy itself stays the C library's move.
+using FillRowFn = void (*)(uint8_t* d, size_t n, uint64_t pattern);
+using SwapRowFn = void (*)(uint8_t* a, uint8_t* b, size_t n);
+struct CopyKernels {
+    FillRowFn fillRow;
+    SwapRowFn swapRow;
+};
+
+// Lets the SIMD form override the entries of k it covers (copy_simd.cpp).
+void copySimd(Form form, CopyKernels& k);
+
+// The kernels for the active form, and which form that is.
+const CopyKernels& copyKernels();
+Form copyForm();
+
 }  // namespace zol

@@ -9,12 +9,8 @@
 #include "core/simd.h"
 
 #if ZOL_SIMD_FORM_TARGET
-HWY_BEFORE_NAMESPACE();
-namespace zol {
-namespace HWY_NAMESPACE {
+ZOL_SIMD_BEGIN
 namespace {
-
-namespace hn = hwy::HWY_NAMESPACE;
 
 // 8-bit products in 16-bit lanes, even and odd bytes apart, so that no
 // shuffle is needed: each product is exact there, clamped, and put back
@@ -160,15 +156,15 @@ void fillDyadic(DyadicKernels& k) {
     setRow<int32_t>(k);
     setRow<float>(k);
     k.andNot = andNot;
+    // The 32S product goes through doubles, two to 128 bits; it pays only
+    // where vectors are wider than that (with SSE4 it lost to plain).
+    if (hn::Lanes(hn::ScalableTag<int32_t>()) <= 4)
+        k.run[kDy32S][int(DyOp::Mul)] = kPlainDyadic[kDy32S][int(DyOp::Mul)];
 }
 
-}  // namespace HWY_NAMESPACE
-}  // namespace zol
-HWY_AFTER_NAMESPACE();
+ZOL_SIMD_END
 #endif
 
 #if HWY_ONCE
-namespace zol {
-ZOL_SIMD_FILL(dyadicSimd, fillDyadic, DyadicKernels)
-}  // namespace zol
+ZOL_SIMD_EXPORT(dyadicSimd, fillDyadic, DyadicKernels)
 #endif

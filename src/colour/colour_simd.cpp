@@ -11,12 +11,8 @@
 #include "core/simd.h"
 
 #if ZOL_SIMD_FORM_TARGET
-HWY_BEFORE_NAMESPACE();
-namespace zol {
-namespace HWY_NAMESPACE {
+ZOL_SIMD_BEGIN
 namespace {
-
-namespace hn = hwy::HWY_NAMESPACE;
 
 // 32-bit lanes, and bytes as many as those lanes.
 using D32 = hn::ScalableTag<int32_t>;
@@ -264,13 +260,9 @@ void fillColour(ColourKernels& k) {
     k.hsvBack8 = hsvBack8;
 }
 
-}  // namespace HWY_NAMESPACE
-}  // namespace zol
-HWY_AFTER_NAMESPACE();
+ZOL_SIMD_END
 #endif
 
 #if HWY_ONCE
-namespace zol {
-ZOL_SIMD_FILL(colourSimd, fillColour, ColourKernels)
-}  // namespace zol
+ZOL_SIMD_EXPORT(colourSimd, fillColour, ColourKernels)
 #endif

@@ -28,19 +28,19 @@
 //        #include <hwy/foreach_target.h>  // IWYU pragma: keep
 //        #include <hwy/highway.h>
 //        #include "arith/logic.h"
+//        #include "core/simd.h"
 //
 //        #if ZOL_SIMD_FORM_TARGET
-//        HWY_BEFORE_NAMESPACE();
-//        namespace zol { namespace HWY_NAMESPACE {
-//        namespace hn = hwy::HWY_NAMESPACE;
-//        ... kernels ...
+//        ZOL_SIMD_BEGIN
+//        namespace {
+//        ... kernels over hn:: ops ...
+//        }  // namespace
 //        void fillLogic(LogicKernels& k) { k.andRun = pairRun<BitOp::And>; ... }
-//        }}  // namespace zol::HWY_NAMESPACE
-//        HWY_AFTER_NAMESPACE();
+//        ZOL_SIMD_END
 //        #endif
 //
 //        #if HWY_ONCE
-//        namespace zol { ZOL_SIMD_FILL(logicSimd, fillLogic, LogicKernels) }
+//        ZOL_SIMD_EXPORT(logicSimd, fillLogic, LogicKernels)
 //        #endif
 //
 //  3. Tails shorter than a vector go to the plain kernel, so that each
@@ -95,21 +95,39 @@ const Table& tableForActiveForm(Table (*make)(Form)) {
 #define ZOL_SIMD_FORM_TARGET \
     ((HWY_TARGET & (HWY_SSE4 | HWY_AVX2 | HWY_AVX3 | HWY_AVX3_DL | HWY_NEON)) != 0)
 
+// Open and close the per-target namespace of a family's SIMD file, where
+// hn names Highway's ops for the target and functions get its attributes.
+#define ZOL_SIMD_BEGIN                  \
+    HWY_BEFORE_NAMESPACE();             \
+    namespace zol {                     \
+    namespace HWY_NAMESPACE {           \
+    namespace hn = hwy::HWY_NAMESPACE;
+#define ZOL_SIMD_END                    \
+    } /* namespace HWY_NAMESPACE */     \
+    } /* namespace zol */               \
+    HWY_AFTER_NAMESPACE();
+
 // The per-form fill functions of a family's SIMD file, indexed by Form;
-// null where the target is not compiled. Used after the last target pass
-// (#if HWY_ONCE), inside namespace zol.
+// null where the target is not compiled.
 #define ZOL_SIMD_FORMS(FILL)                                                             \
     {                                                                                    \
         nullptr, HWY_CHOOSE_SSE4(FILL), HWY_CHOOSE_AVX2(FILL), HWY_CHOOSE_AVX3(FILL),    \
             HWY_CHOOSE_AVX3_DL(FILL), HWY_CHOOSE_NEON(FILL)                              \
     }
 
-// Defines void NAME(Form form, TABLE& table): lets the target of form
-// override the entries of table it covers; no change for Plain or a form
-// not compiled in.
+// Defines NAME(Form form, TABLE& table) in the enclosing namespace, which
+// lets the target of form override the entries of table it covers: no
+// change for Plain or a form not compiled in. Used once, after the last
+// target pass (#if HWY_ONCE), in the namespace that holds the family's
+// per-target namespaces (zol, or a family namespace inside it).
 #define ZOL_SIMD_FILL(NAME, FILL, TABLE)                                                 \
     void NAME(Form form, TABLE& table) {                                                 \
         static void (*const forms[kForms])(TABLE&) = ZOL_SIMD_FORMS(FILL);               \
         if (int(form) > 0 && int(form) < kForms && forms[int(form)])                     \
             forms[int(form)](table);                                                     \
+    }
+// The same as zol::NAME, for families whose kernels live in namespace zol.
+#define ZOL_SIMD_EXPORT(NAME, FILL, TABLE) \
+    namespace zol {                        \
+    ZOL_SIMD_FILL(NAME, FILL, TABLE)       \
     }

@@ -16,12 +16,8 @@
 #include "filter/convolve.h"
 
 #if ZOL_SIMD_FORM_TARGET
-HWY_BEFORE_NAMESPACE();
-namespace zol {
-namespace HWY_NAMESPACE {
+ZOL_SIMD_BEGIN
 namespace {
-
-namespace hn = hwy::HWY_NAMESPACE;
 
 using D16 = hn::ScalableTag<int16_t>;
 using D8h = hn::Rebind<uint8_t, D16>;  // as many bytes as 16-bit lanes
@@ -179,13 +175,9 @@ void fillConv(ConvKernels& k) {
     k.sepRow = sepRow;
 }
 
-}  // namespace HWY_NAMESPACE
-}  // namespace zol
-HWY_AFTER_NAMESPACE();
+ZOL_SIMD_END
 #endif
 
 #if HWY_ONCE
-namespace zol {
-ZOL_SIMD_FILL(convSimd, fillConv, ConvKernels)
-}  // namespace zol
+ZOL_SIMD_EXPORT(convSimd, fillConv, ConvKernels)
 #endif

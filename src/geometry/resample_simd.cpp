@@ -16,7 +16,6 @@ namespace zol {
 namespace geo {
 namespace HWY_NAMESPACE {
 namespace {
-
 namespace hn = hwy::HWY_NAMESPACE;
 
 // Single 8-bit elements: a 32-bit word gathered at each first tap holds

@@ -14,7 +14,6 @@ HWY_BEFORE_NAMESPACE();
 namespace zol {
 namespace HWY_NAMESPACE {
 namespace {
-
 namespace hn = hwy::HWY_NAMESPACE;
 using fft::Cplx;
 
