@@ -28,6 +28,8 @@ expect() {
     local code=$1 text=$2; shift 2
     "$ZOL" "$@" >out.txt 2>err.txt
     local rc=$?
+    # A sanitizer's report also ends with exit code 1.
+    if grep -q 'Sanitizer' err.txt; then bad "zol $*: $(cat err.txt)"; return; fi
     if [[ $rc -ne $code ]]; then bad "zol $* exited $rc, expected $code: $(cat err.txt)"; return; fi
     if [[ -n $text ]] && ! grep -qF -- "$text" err.txt; then
         bad "zol $*: stderr lacks '$text': $(cat err.txt)"; return
