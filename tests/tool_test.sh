@@ -176,7 +176,8 @@ check "demo inverse" cmp -s <(data demo/zol-demo-inverse.pgm 15) <(data demo/zol
 # RGB and RGBA; JPEG stays close at high quality.
 "$ZOL" chart --size 37x23 c.ppm && "$ZOL" chart --alpha --size 37x23 ca.png &&
     "$ZOL" chart --scene --size 37x23 s.ppm && ok || bad "charts"
-for f in p8.pgm p16.pgm p1.pbm c.ppm ca.png; do
+"$ZOL" shl --depth 16u c.ppm c16.ppm 7 || bad "16-bit RGB"
+for f in p8.pgm p16.pgm p1.pbm c.ppm c16.ppm rgb16.ppm ca.png; do
     "$ZOL" copy "$f" "rt-$f.png" && "$ZOL" copy "rt-$f.png" "rt2-$f.png" &&
         "$CHECK" near "$f" "rt2-$f.png" 0 && ok || bad "PNG round trip of $f"
 done
