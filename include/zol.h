@@ -470,6 +470,251 @@ ZOL_API void zolExchange(ZolImage* srcImage, ZolImage* dstImage);
  * Free it with zolDeallocate(image, ZOL_FREE_HEADER | ZOL_FREE_DATA). */
 ZOL_API ZolImage* zolCreateImageJaehne(int depth, int width, int height);
 
+/* ------------------------------------------------------------------ */
+/* Convolution                                                          */
+/* ------------------------------------------------------------------ */
+
+/* A convolution kernel. values holds nCols x nRows coefficients in reverse
+ * order (stored element k is the caller's element nCols*nRows-1-k) and the
+ * anchor is stored mirrored (nCols-1-anchorX, nRows-1-anchorY), so that
+ * walking the stored values forward over the source is a true convolution:
+ * the impulse response is the caller's kernel. Make, read and free kernels
+ * only with the functions below. */
+typedef struct ZolConvKernel {
+    int32_t nCols;
+    int32_t nRows;
+    int32_t anchorX;  /* stored mirrored */
+    int32_t anchorY;  /* stored mirrored */
+    int32_t* values;  /* stored reversed */
+    int32_t nShiftR;  /* right shift of each kernel's sum */
+} ZolConvKernel;
+
+/* The same with float coefficients and no shift. */
+typedef struct ZolConvKernelFP {
+    int32_t nCols;
+    int32_t nRows;
+    int32_t anchorX;
+    int32_t anchorY;
+    float* values;
+} ZolConvKernelFP;
+
+/* How zolConvolve2D combines the results r of several kernels per pixel. */
+#define ZOL_COMBINE_SUM              0 /* sum of r */
+#define ZOL_COMBINE_SUM_SQUARES      1 /* sum of r*r */
+#define ZOL_COMBINE_SQRT_SUM_SQUARES 2 /* square root of the sum of r*r; |r| for one kernel */
+#define ZOL_COMBINE_MAX              3 /* largest r */
+#define ZOL_COMBINE_MIN              4 /* smallest r */
+
+/* A kernel of nCols x nRows values given in row order, with the anchor
+ * (the output pixel's place in the kernel) at (anchorX, anchorY). NULL after
+ * a report: -5 "(values == 0)", -5 "(nRows<=0 || nCols<=0)", -5
+ * "(anchorX<0 ||anchorY<0 ||nRows<=anchorY || nCols<=anchorX)", in this
+ * order; -4 "Allocation failure". Free it with zolDeleteConvKernel. */
+ZOL_API ZolConvKernel* zolCreateConvKernel(int nCols, int nRows, int anchorX, int anchorY,
+                                           const int* values, int nShiftR);
+/* The same from signed 8-bit values, sign-extended. */
+ZOL_API ZolConvKernel* zolCreateConvKernelChar(int nCols, int nRows, int anchorX, int anchorY,
+                                               const signed char* values, int nShiftR);
+/* The same with float values; free it with zolDeleteConvKernelFP. */
+ZOL_API ZolConvKernelFP* zolCreateConvKernelFP(int nCols, int nRows, int anchorX, int anchorY,
+                                               const float* values);
+/* Reads a kernel back in the caller's terms: anchors unmirrored, *values
+ * (room for nCols*nRows elements) filled in row order. Checks in order:
+ * -5 "kernel==0"; -5 "ownBadKernel((OwnConvKernel*)kernel)"; -5 "nRows==0"
+ * and -5 "nCols==0" (both reported), then a negative status (also one left
+ * by an earlier call) returns; -5 "anchorX==0", -5 "anchorY==0", likewise;
+ * -5 "values==0"; -5 "nShiftR==0". Nothing is written after a failure. */
+ZOL_API void zolGetConvKernel(const ZolConvKernel* kernel, int* nCols, int* nRows, int* anchorX,
+                              int* anchorY, int** values, int* nShiftR);
+/* The same, each value written as its low 8 bits. */
+ZOL_API void zolGetConvKernelChar(const ZolConvKernel* kernel, int* nCols, int* nRows,
+                                  int* anchorX, int* anchorY, signed char** values,
+                                  int* nShiftR);
+/* The same for a float kernel, without nShiftR. */
+ZOL_API void zolGetConvKernelFP(const ZolConvKernelFP* kernel, int* nCols, int* nRows,
+                                int* anchorX, int* anchorY, float** values);
+/* Frees values, then the record: -5 "kernel==0"; -5 "kernel->values==0"
+ * (nothing freed). */
+ZOL_API void zolDeleteConvKernel(ZolConvKernel* kernel);
+ZOL_API void zolDeleteConvKernelFP(ZolConvKernelFP* kernel);
+
+/* dst(x, y) = combination over the nKernels (1 to 10) kernels of
+ * r = (sum over i, j of v[j*nCols+i] * src(x + anchorX - i, y + anchorY - j))
+ *     >> nShiftR,
+ * v and the anchor in the caller's terms. Depths 1U, 8U, 8S, 16U, 16S, 32S,
+ * the same in both images, with the same dataOrder. Pixels beyond the
+ * source's edges are read by its border rules, its border constants clamped
+ * to the depth's range (8U: 300 reads 255); the output does not shrink.
+ * Each kernel runs in an arithmetic class chosen from its worst-case sums
+ * for the depth: exact 16-bit or 32-bit integers, where the shift is an
+ * arithmetic shift (rounding down, count modulo 32); or, for 32S images and
+ * kernels whose sums could pass 32 bits, a float sum rounded to single
+ * precision after each tap in stored order (product and sum in double
+ * precision), rounded to the nearest integer before a shift. One kernel:
+ * SUM gives r, SUM_SQUARES r*r, SQRT_SUM_SQUARES |r|, and any method value
+ * is accepted. Several: the results combine unclamped, in 64-bit integers
+ * when all kernels are 16-bit class and in float otherwise; the square root
+ * of an integer total is rounded to nearest, ties to even. The store clamps
+ * to the depth's range (a float rounded to nearest even first); 1U stores
+ * 1 for a positive result. Checks, in order: "Incorrect Image"; -11 "Bad
+ * ROI offsets"; -5 "kernel==0"; -5 "(nKernels<=0 || nKernels>10)"; -5
+ * "Inadmissible method" (nKernels > 1); -5 "kernel[i]==0" or "Bad kernel
+ * structure"; -5 "Uncompatible images" (depth, order, channel counts); -5
+ * "32F images can be processed only with FP kernel"; -4 "Allocation
+ * failure". ROI, coi (a coi on one image only uses channel 1 of the other),
+ * masks of both images (the AND), tiles and in-place use are honoured; a
+ * coi on an alpha channel, or alpha on a one-channel image, does nothing.
+ * Untouched: the destination outside the region, pixels a mask leaves out,
+ * the alpha channel and channels a coi leaves out, the bits around a 1-bit
+ * region. */
+ZOL_API void zolConvolve2D(ZolImage* srcImage, ZolImage* dstImage, ZolConvKernel** kernel,
+                           int nKernels, int combineMethod);
+/* The same with float kernels on 32F images (-5 "FP kernel can be used
+ * only for 32F images" otherwise). The sum is rounded to float after each
+ * tap, product and sum in double precision; 3x3 and 5x5 kernels on a
+ * one-channel or three-channel pixel step sum all taps in extended
+ * precision and round once. No shift; results are stored unclamped; a NaN
+ * sum of the tap-by-tap route is the default quiet NaN. */
+ZOL_API void zolConvolve2DFP(ZolImage* srcImage, ZolImage* dstImage, ZolConvKernelFP** kernel,
+                             int nKernels, int combineMethod);
+/* dst = (sum over j of sy[j] * sum over i of sx[i] * src(...)) >> (shiftX +
+ * shiftY), with sx the first nCols stored values of Xkernel (and its stored
+ * anchorX and nShiftR) and sy the first nRows stored values of Ykernel (its
+ * anchorY and nShiftR): a true convolution with the row kernel and the
+ * column kernel, the column pass first. Both passes sum in 32-bit integers
+ * that wrap on overflow; the shift is arithmetic (count modulo 32), then the
+ * result is clamped to the depth's range. Depths 1U, 8U, 8S, 16U, 16S, 32S,
+ * the same in both images, with the same origin and dataOrder. Border
+ * constants are taken by their low bits (8U: 300 reads 44). Checks, in
+ * order: "Incorrect Image"; -5 "Xkernel==0" and "Ykernel==0" (both
+ * reported); -5 "srcImage->depth != dstImage->depth", "srcImage->origin !=
+ * dstImage->origin", "srcImage->dataOrder != dstImage->dataOrder",
+ * "nCsrc != nCdst" (colour channels); -5 "nChannels in srcImage ROI !=
+ * nChannels in dstImage ROI" (a coi on one image only, unless the source
+ * has one channel); -5 "Xkernel->nCols <= 0", "Ykernel->nRows <= 0"; then a
+ * negative status, also one left by an earlier call, returns; -5 "Unknown
+ * srcImage->depth" for 32F. ROI, coi, masks of both images, tiles and
+ * in-place use are honoured; the region is cut at the destination's edges;
+ * scratch that cannot be had ends the call without a report. */
+ZOL_API void zolConvolveSep2D(ZolImage* srcImage, ZolImage* dstImage, ZolConvKernel* Xkernel,
+                              ZolConvKernel* Ykernel);
+/* Colour twist                                                         */
+/* ------------------------------------------------------------------ */
+
+/* A fixed-point 3x3 matrix with additive terms. data[4r+c] (r, c in 0..2)
+ * weighs source channel c into destination channel r; data[3], data[7],
+ * data[11] are the additive terms, in the same scaled units; row 3 is kept
+ * but never read. Every entry is divided by 2^scalingValue (0..31). */
+typedef struct ZolColorTwist {
+    int32_t data[16];
+    int32_t scalingValue;
+} ZolColorTwist;
+
+/* A new twist holding a copy of the 16 entries; NULL after a report for a
+ * NULL data or a scale outside 0..31 ("bad_argument", -5) or no memory
+ * ("matrix_is_not_allocated", -4). Free it with zolDeleteColorTwist. */
+ZOL_API ZolColorTwist* zolCreateColorTwist(const int32_t* data, int scalingValue);
+/* Overwrites all entries and the scale; the twist is unchanged on failure. */
+ZOL_API void zolSetColorTwist(ZolColorTwist* cTwist, const int32_t* data, int scalingValue);
+/* For channels 0..2 of every pixel of the common region (8U or 16U, source
+ * values unsigned), for each output r:
+ *   y = clamp(floor((m[4r] p0 + m[4r+1] p1 + m[4r+2] p2 + m[4r+3]) / 2^s), 0, MAX)
+ *   out = clamp(y + offset, 0, MAX)
+ * exactly, for any entries, scale and offset. Regions keep their own
+ * corners and are cut to the least size; masks of either image select
+ * pixels (both masks: their conjunction); tiled images mix with plain ones
+ * in any grid; src may be dst. Further channels (alpha included) are
+ * neither read nor written; colorModel, channelSeq and coi are ignored. */
+ZOL_API void zolApplyColorTwist(ZolImage* srcImage, ZolImage* dstImage,
+                                const ZolColorTwist* cTwist, int offset);
+
+/* ------------------------------------------------------------------ */
+/* Colour-space conversions                                             */
+/* ------------------------------------------------------------------ */
+
+/* Conversions between RGB and another colour space, pixel by pixel over the
+ * smaller width and height of two whole images (no ROI on either; masks are
+ * not looked at), or over the destination's tiles with each source
+ * rectangle read through tiles and borders. The source may have more than
+ * three channels (further ones skipped); dst has exactly three. The RGB
+ * side is addressed by channelSeq: in pixel order "R..." puts red first and
+ * "B..." last; in plane order each of R, G, B is the plane its letter
+ * names. The other side's channels are 0, 1, 2 in the order of its name.
+ * A conversion from RGB writes the model's name ("HSV", "HLS", "XYZ",
+ * "YUV", "YCr", "LUV") to dst's colorModel and channelSeq, also when it
+ * then refuses the depth; a conversion to RGB requires the source's name.
+ * src and dst must be different images.
+ *
+ * HSV, HLS (8U, 16U, 32S): V = max, L = (max + min) >> 1; S = 255 d / max
+ *   (integer) at 8U, else trunc(MAX d / max) in double; HLS S = trunc(MAX d
+ *   / s) for s = max + min <= MAX, else trunc(MAX d / (2 MAX - s)). Hue in
+ *   degrees 0..359 (trunc, 360 added to negative values), halved at 8U.
+ *   Back: 8U in integers with 2^11 and 2^13 fixed-point slopes, low 8 bits
+ *   stored; 16U and 32S in double, truncated. A hue of 360 (180 at 8U) is
+ *   sector 0; larger ones fall in the last sector.
+ * XYZ (8U, 16U: 2^14 weights, +8192, >> 14; X, Y unclamped, Z <= MAX, RGB
+ *   to 0..MAX. 32F: single-precision weights summed in double, rounded once,
+ *   no clamp. 32S: double weights, truncated; Z, R, G, B clamped to
+ *   0..2^31-1).
+ * YUV (8U -> 8S, 16U -> 16S: Y = (4899 R + 9617 G + 1868 B) >> 14, U = B - Y,
+ *   V = R - Y from the unclamped Y, each saturated to the signed range; back
+ *   R = Y + V, B = Y + U, G = Y - ((8340 V + 3179 U) >> 14), saturated. 32F,
+ *   32S: 0.299, 0.587, 0.114 and 0.509, 0.194). dst's depth is not checked:
+ *   rows are written at the source's sample width.
+ * YCrCb (channel 1 the blue, channel 2 the red difference; 8U and 16U in
+ *   2^14 fixed point with offsets for 128 or 32768 and no clamp forward;
+ *   back clamped to 0..MAX. 32F: 0.5 offsets, back clamped below at 0. 32S:
+ *   offsets 2^30-1, truncated, back clamped to 0..2^31-1).
+ * YCC to RGB (8U only): 2^14 indices clamped to 0..360 into a fixed table.
+ * LUV (32F only): L = 116 (Y / 0.329)^(1/3) - 16, U = 13 L (u - 0.19783),
+ *   V = 13 L (v - 0.46832); L = U = V = 0 for Y <= 0.00329. Back clamps
+ *   negative RGB to 0. */
+ZOL_API void zolRGB2HSV(ZolImage* src, ZolImage* dst);
+ZOL_API void zolHSV2RGB(ZolImage* src, ZolImage* dst);
+ZOL_API void zolRGB2HLS(ZolImage* src, ZolImage* dst);
+ZOL_API void zolHLS2RGB(ZolImage* src, ZolImage* dst);
+ZOL_API void zolRGB2XYZ(ZolImage* src, ZolImage* dst);
+ZOL_API void zolXYZ2RGB(ZolImage* src, ZolImage* dst);
+ZOL_API void zolRGB2YUV(ZolImage* src, ZolImage* dst);
+ZOL_API void zolYUV2RGB(ZolImage* src, ZolImage* dst);
+ZOL_API void zolRGB2YCrCb(ZolImage* src, ZolImage* dst);
+ZOL_API void zolYCrCb2RGB(ZolImage* src, ZolImage* dst);
+ZOL_API void zolYCC2RGB(ZolImage* src, ZolImage* dst);
+ZOL_API void zolRGB2LUV(ZolImage* src, ZolImage* dst);
+ZOL_API void zolLUV2RGB(ZolImage* src, ZolImage* dst);
+
+/* ------------------------------------------------------------------ */
+/* Gray conversion, bit reduction and dither                            */
+/* ------------------------------------------------------------------ */
+
+#define ZOL_DITHER_NONE   1
+#define ZOL_DITHER_FS     2  /* Floyd-Steinberg */
+#define ZOL_DITHER_JJN    4  /* Jarvis-Judice-Ninke */
+#define ZOL_DITHER_STUCKI 8
+#define ZOL_DITHER_BAYER  16 /* ordered 4x4 matrix */
+
+/* An RGB image (8U, 16U, 32S; channels past the third skipped) into a GRAY
+ * one (8U, 16U, 1U; only the first plane of a plane-order dst is written)
+ * by integer weights 54, 183, 18 (sum 255) and truncating shifts: 8U->8U
+ * and 16U->16U >> 8, 8U->16U unshifted, 16U->8U >> 16 (plane order: 9-bit
+ * weights by pairs of pixels), 32S by 109, 366, 37 on values >> 11 (>> 10
+ * for 1U). A 1U result is set above half the range. Whole images, no ROI,
+ * masks not looked at; tiles as the colour conversions. */
+ZOL_API void zolColorToGray(ZolImage* src, ZolImage* dst);
+/* A GRAY image into channels R, G, B of an RGB one of the same depth (or
+ * 1U into 8U): channel c = (v * w_c) >> s with w_c = trunc(fract_c * 256)
+ * (s = 8) or trunc(fract_c * 32768) (16U, 32S: s = 15), all three 0
+ * selecting the fixed weights. Further channels of dst are untouched. */
+ZOL_API void zolGrayToColor(ZolImage* src, ZolImage* dst, float fractR, float fractG, float fractB);
+/* Lowers the depth: 8U->1U, 16U->8U/1U, 32S->16U/8U/1U by cutting (1U: set
+ * above half the range), optionally after random jitter of amplitude
+ * jitterType (0..8; tables filled from rand(), which the library never
+ * seeds), then optionally dithers an RGB or GRAY 8U/16U dst to levelBits
+ * bits by error diffusion (ZOL_DITHER_FS, _JJN, _STUCKI; each neighbour
+ * clamped after every addition) or ZOL_DITHER_BAYER. No ROI; the source is
+ * never changed; a tiled dst dithers to the same values as an untiled one. */
+ZOL_API void zolReduceBits(ZolImage* src, ZolImage* dst, int jitterType, int ditherType, int levelBits);
+
 #ifdef __cplusplus
 }
 #endif
