@@ -14,6 +14,10 @@ zol_missing_packages() {
     [[ -f /usr/include/gtest/gtest.h ]] || missing+=(libgtest-dev)
     [[ -f /usr/include/benchmark/benchmark.h ]] || missing+=(libbenchmark-dev)
     [[ -f /usr/include/hwy/highway.h ]] || missing+=(libhwy-dev)
+    # The zol tool's file formats and command line.
+    [[ -f /usr/include/png.h ]] || missing+=(libpng-dev)
+    [[ -f /usr/include/jpeglib.h ]] || missing+=(libjpeg62-turbo-dev)
+    [[ -f /usr/include/CLI/CLI.hpp ]] || missing+=(libcli11-dev)
     echo "${missing[@]}"
 }
 

@@ -1,12 +1,15 @@
 #!/usr/bin/env bash
-# End-to-end checks of the zol tool: commands, exit codes, the PNM formats it
-# writes, and files it must refuse without crashing.
-# Usage: tool_test.sh path/to/zol
+# End-to-end checks of the zol tool: commands, exit codes, the file formats it
+# reads and writes, files it must refuse without crashing, every family
+# command against the library called directly, and the gallery's commands.
+# Usage: tool_test.sh path/to/zol path/to/zol_tool_check [source-dir]
 # shellcheck disable=SC2015,SC2059 # ok() cannot fail; printf formats carry test bytes
 set -uo pipefail
 export LC_ALL=C
 
-ZOL=$(realpath "${1:?usage: tool_test.sh path/to/zol}")
+ZOL=$(realpath "${1:?usage: tool_test.sh path/to/zol path/to/zol_tool_check [source-dir]}")
+CHECK=$(realpath "${2:?usage: tool_test.sh path/to/zol path/to/zol_tool_check [source-dir]}")
+SOURCE=$(realpath "${3:-$(dirname "$0")/..}")
 WORK=$(mktemp -d)
 trap 'rm -rf "$WORK"' EXIT
 cd "$WORK" || exit 1
@@ -25,6 +28,8 @@ expect() {
     local code=$1 text=$2; shift 2
     "$ZOL" "$@" >out.txt 2>err.txt
     local rc=$?
+    # A sanitizer's report also ends with exit code 1.
+    if grep -q 'Sanitizer' err.txt; then bad "zol $*: $(cat err.txt)"; return; fi
     if [[ $rc -ne $code ]]; then bad "zol $* exited $rc, expected $code: $(cat err.txt)"; return; fi
     if [[ -n $text ]] && ! grep -qF -- "$text" err.txt; then
         bad "zol $*: stderr lacks '$text': $(cat err.txt)"; return
@@ -40,15 +45,22 @@ hex() { od -An -v -tx1 | tr -d ' \n'; }
 
 # --- commands and usage -------------------------------------------------------
 "$ZOL" help >out.txt 2>&1 && grep -q '^usage: zol' out.txt && ok || bad "help"
-"$ZOL" --help >/dev/null && ok || bad "--help"
+"$ZOL" --help >out.txt && grep -q '^ *subtract ' out.txt && ok || bad "--help lists commands"
+"$ZOL" add --help >out.txt && grep -q '^usage: zol add \[options\] A B OUT' out.txt &&
+    grep -q -- '--roi X,Y,W,H' out.txt && ok || bad "add --help"
 expect 2 "usage: zol"
 expect 2 "unknown command 'frobnicate'" frobnicate
-expect 2 "unknown option '--depht'" pattern --depht 8u x.pgm
-expect 2 "needs a value" pattern x.pgm --size
-expect 2 "exactly one output file" pattern
-expect 2 "input and an output" not only-one.pgm
-expect 2 "takes no arguments" version extra
-expect 2 "takes no arguments" demo extra
+# A usage error names the command and shows its usage line.
+expect 2 "usage: zol pattern [options] OUT" pattern --depht 8u x.pgm
+expect 2 "--size" pattern x.pgm --size
+expect 2 "OUT is required" pattern
+expect 2 "usage: zol not [options] IN OUT" not only-one.pgm
+expect 2 "usage: zol add [options] A B OUT" add --roi 1,2,0,3 a.png b.png c.png
+for r in 1,2,3 a,b,c,d 1,2,3,4,5 -1,0,2,2 1,1,1,; do expect 2 "bad region" adds --roi "$r" a b 1; done
+expect 2 "--coi" not --coi 5 a b
+expect 2 "not expected: extra" version extra
+expect 2 "not expected: extra" demo extra
+expect 2 "unknown format" pattern --format gif x
 "$ZOL" version >out.txt && grep -q 'v2.0 Beta 2' out.txt && grep -q '^tool: *zol ' out.txt &&
     ok || bad "version lines"
 if [[ -w /dev/full ]]; then
@@ -78,7 +90,7 @@ row2=$(data p1.pbm $((H1 + 4)) | head -c 2 | hex)
 check "1u centre is black" [ $((0x$row2 >> 9 & 1)) -eq 1 ]
 check "1u padding bits clear" [ $((0x$row2 & 7)) -eq 0 ]
 for d in 8s 16s 32s 32f; do
-    expect 2 "PNM files cannot hold $d" pattern --depth $d "x$d.pgm"
+    expect 2 "files cannot hold $d" pattern --depth $d "x$d.pgm"
     check "no file for $d" [ ! -e "x$d.pgm" ]
 done
 expect 2 "unknown depth" pattern --depth 12u x.pgm
@@ -122,8 +134,8 @@ refuse() { # refuse TEXT BYTES...: the tool reads the bytes and exits 1
     expect 1 "$text" not bad.pnm out.pgm
     [[ -e out.pgm ]] && { bad "output left for: $text"; rm -f out.pgm; }
 }
-refuse "not a PNM" ''
-refuse "not a PNM" 'GIF89a'
+refuse "empty file" ''
+refuse "not a PNG, JPEG or PNM" 'GIF89a'
 refuse "not a PNM" 'P56 1\n255\n\0'
 refuse "plain (text)" 'P2\n1 1\n255\n0\n'
 refuse "PAM" 'P7\nWIDTH 1\n'
@@ -158,6 +170,115 @@ check "demo prints full paths" [ "$(cat demo.txt)" = "$WORK/demo/zol-demo-patter
 $WORK/demo/zol-demo-inverse.pgm" ]
 check "demo pattern is 640x480 8u" [ "$(head -c 15 demo/zol-demo-pattern.pgm | tr '\n' ' ')" = "P5 640 480 255 " ]
 check "demo inverse" cmp -s <(data demo/zol-demo-inverse.pgm 15) <(data demo/zol-demo-pattern.pgm 15 | invert)
+
+# --- PNG and JPEG ---------------------------------------------------------------
+# Round trips through the tool: PNG is exact for 1-bit, 8- and 16-bit gray,
+# RGB and RGBA; JPEG stays close at high quality.
+"$ZOL" chart --size 37x23 c.ppm && "$ZOL" chart --alpha --size 37x23 ca.png &&
+    "$ZOL" chart --scene --size 37x23 s.ppm && ok || bad "charts"
+"$ZOL" shl --depth 16u c.ppm c16.ppm 7 || bad "16-bit RGB"
+for f in p8.pgm p16.pgm p1.pbm c.ppm c16.ppm rgb16.ppm ca.png; do
+    "$ZOL" copy "$f" "rt-$f.png" && "$ZOL" copy "rt-$f.png" "rt2-$f.png" &&
+        "$CHECK" near "$f" "rt2-$f.png" 0 && ok || bad "PNG round trip of $f"
+done
+check "PNG is PNG" [ "$(head -c 4 rt-c.ppm.png | tail -c 3)" = PNG ]
+"$ZOL" info rt-ca.png.png >out.txt && grep -q 'channels: 4 (RGBA), channel 4 is alpha' out.txt &&
+    ok || bad "RGBA read with alpha"
+"$ZOL" info rt-p16.pgm.png | grep -q 'depth: *16u' && ok || bad "16-bit PNG read as 16u"
+"$ZOL" info rt-p1.pbm.png | grep -q 'depth: *1u' && ok || bad "1-bit PNG read as 1u"
+# A flat colour tells the channels apart; the rings find rows out of place.
+"$ZOL" set c.ppm flat.ppm 0 && "$ZOL" set --coi 1 flat.ppm flat.ppm 200 &&
+    "$ZOL" set --coi 3 flat.ppm flat.ppm 30 || bad "flat colour"
+for f in p8.pgm:12 flat.ppm:3; do
+    tol=${f#*:} f=${f%:*}
+    "$ZOL" copy --quality 95 "$f" "$f.jpg" && "$CHECK" near "$f" "$f.jpg" "$tol" && ok ||
+        bad "JPEG round trip of $f"
+done
+"$ZOL" copy s.ppm s95.jpg --quality 95 && "$ZOL" copy --format jpeg --quality 20 s.ppm low.img && [ "$(head -c 2 low.img | hex)" = ffd8 ] &&
+    [ "$(stat -c %s low.img)" -lt "$(stat -c %s s95.jpg)" ] && ok || bad "--format, --quality"
+expect 2 "JPEG files hold 8u gray or RGB" copy ca.png x.jpg
+expect 2 "write PNG" copy p16.pgm x.jpg
+check "nothing written" [ ! -e x.jpg ]
+# Damaged files: cut at many lengths or with bytes changed (in the middle of
+# a PNG, where its checksums notice; in the first marker of a JPEG, whose
+# pixel data has no checksum), each gives exit code 1 and names the file,
+# never a crash (the asan build runs this too).
+"$ZOL" chart --scene --size 64x48 big.png && "$ZOL" copy big.png big.jpg || bad "damage inputs"
+for f in big.png big.jpg; do
+    size=$(stat -c %s "$f")
+    for n in 1 4 9 30 60 $((size / 3)) $((size / 2)) $((size - 20)) $((size - 1)); do
+        head -c "$n" "$f" >"cut-$f"
+        expect 1 "cut-$f:" copy "cut-$f" out.png
+    done
+    at=$((size / 2)); [[ $f = *.jpg ]] && at=2
+    cp "$f" "hit-$f" && printf '\x55\xaa\x55' | dd of="hit-$f" bs=1 seek=$at conv=notrunc 2>/dev/null
+    expect 1 "hit-$f:" copy "hit-$f" out.png
+done
+check "no output from damaged files" [ ! -e out.png ]
+
+# --- every family command against the library called directly ---------------
+# Each row runs plain, with a region and a mask, and on one channel; the
+# checker builds the expected picture from a direct library call.
+"$ZOL" pattern --depth 1u --size 37x23 m.pbm || bad "mask"
+while read -r cmd value flags; do
+    for variant in "- 0 -" "5,3,20,11 0 m.pbm" "2,1,50,50 2 -"; do
+        read -r roi coi mask <<<"$variant"
+        opts=()
+        [[ $roi != - ]] && opts+=(--roi "$roi")
+        [[ $coi != 0 ]] && opts+=(--coi "$coi")
+        [[ $mask != - ]] && opts+=(--mask "$mask")
+        args=(c.ppm); [[ $value = B ]] && args+=(s.ppm)
+        args+=(out.ppm); [[ $value != [B-] ]] && args+=("$value")
+        name=${cmd%-flip}
+        [[ $cmd != "$name" ]] && opts+=(--flip)
+        rm -f out.ppm
+        if "$ZOL" "$name" "${opts[@]}" "${args[@]}" 2>err.txt &&
+            "$CHECK" op out.ppm "$cmd" "${value/B/-}" "$roi" "$coi" "$mask" c.ppm \
+                $([[ $value = B ]] && echo s.ppm); then ok
+        else bad "zol $name ${opts[*]} ${args[*]}: $(cat err.txt)"; fi
+    done
+done <<'TABLE'
+add B
+subtract B
+multiply B
+and B
+or B
+xor B
+adds 77
+subs 40
+subs-flip 200
+muls 3
+ands 0xF0
+ors 0x0F
+xors -1
+shl 2
+shr 3
+abs -
+square -
+not -
+set 99
+TABLE
+# The mask may be any image, cut at half scale; the rest keeps the input.
+"$ZOL" copy --coi 1 c.ppm red.pgm && "$ZOL" not --mask red.pgm c.ppm mred.ppm &&
+    "$ZOL" not --mask red.pgm mred.ppm back.ppm && cmp -s c.ppm back.ppm && ok || bad "8-bit mask"
+# --depth: 8u to 32f for a fraction, 8u to 16s for a negative, back to 8u.
+"$ZOL" muls --depth 32f p8.pgm half.pgm 0.5 && "$ZOL" shr p8.pgm shr1.pgm 1 &&
+    "$CHECK" near half.pgm shr1.pgm 1 && ok || bad "--depth 32f"
+expect 2 "whole number" muls p8.pgm x.pgm 0.5
+expect 2 "not a number" adds p8.pgm x.pgm ten
+expect 2 "--depth converts" not --depth 8u p1.pbm x.pbm
+expect 1 "zolSubtract failed" subtract c.ppm p8.pgm x.png
+expect 1 "zolAbs failed" abs --depth 32f p8.pgm x.png
+"$ZOL" info --roi 30,20,10,10 --coi 2 c.ppm >out.txt && grep -q 'region: *7x3 at 30,20' out.txt &&
+    grep -q 'channel: *2 (G)' out.txt && ok || bad "info --roi --coi"
+"$ZOL" copy --roi 30,20,10,10 ca.png crop.png && "$ZOL" info crop.png >out.txt &&
+    grep -q 'size: *7x3' out.txt && grep -q 'RGBA' out.txt && ok || bad "copy crops"
+
+# --- the gallery's commands still run ---------------------------------------
+if [[ -f $SOURCE/scripts/gallery.sh ]]; then
+    ZOL_GALLERY_CHECK=1 bash "$SOURCE/scripts/gallery.sh" "$ZOL" "$WORK/gallery" >gallery.txt 2>&1 &&
+        ok || bad "gallery: $(tail -5 gallery.txt)"
+fi
 
 echo "$passed passed, $failed failed"
 [[ $failed -eq 0 ]]

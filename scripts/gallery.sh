@@ -1,0 +1,85 @@
+#!/usr/bin/env bash
+# Makes the gallery: the zol tool draws its own inputs (the ring pattern, a
+# colour chart, a landscape), runs a command of each family over them and
+# writes the pictures, and a page showing each with the command that made it.
+#
+# Usage: scripts/gallery.sh [ZOL [OUTDIR [PAGE]]]
+#   ZOL     the tool (default: build/release/tools/zol/zol, built if missing)
+#   OUTDIR  where the pictures go (default: docs/gallery)
+#   PAGE    the page to write (default: docs/gallery.md when OUTDIR is the
+#           default, else none)
+# The tool's test runs it into a scratch directory to see the commands work.
+set -euo pipefail
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+zol=${1:-}
+if [[ -z $zol ]]; then
+    zol=$root/build/release/tools/zol/zol
+    if [[ ! -x $zol ]]; then
+        (cd "$root" && cmake --preset release >/dev/null && cmake --build --preset release -j2 >/dev/null)
+    fi
+fi
+zol=$(realpath "$zol")
+out=${2:-$root/docs/gallery}
+page=${3:-}
+[[ -z ${2:-} && -z $page ]] && page=$root/docs/gallery.md
+mkdir -p "$out/input"
+out=$(realpath "$out")
+[[ -n $page ]] && page=$(realpath -m "$page")
+cd "$out"
+
+entries=()
+# run CAPTION OUTPUT ARGS...: runs zol ARGS (which write OUTPUT) and records
+# the entry for the page.
+run() {
+    local caption=$1 output=$2
+    shift 2
+    "$zol" "$@"
+    [[ -f $output ]] || { echo "gallery: zol $* wrote no $output" >&2; return 1; }
+    entries+=("$caption|zol $*|$output")
+}
+
+run "The ring test pattern" input/rings.png pattern --size 320x240 input/rings.png
+run "A colour chart the tool draws" input/chart.png chart --size 320x240 input/chart.png
+run "A landscape the tool draws, as JPEG" input/scene.jpg \
+    chart --scene --size 320x240 --quality 85 input/scene.jpg
+run "Every bit inverted" not.png not input/scene.jpg not.png
+run "Inverted in a region only" not-roi.png not --roi 80,60,160,120 input/scene.jpg not-roi.png
+run "Inverted where the rings are bright: an 8-bit mask" masked.png \
+    xors --mask input/rings.png input/scene.jpg masked.png 255
+run "The red channel of the left half set to 255" set-red.png \
+    set --coi 1 --roi 0,0,160,240 input/chart.png set-red.png 255
+run "Two bits per channel kept" posterize.png ands input/scene.jpg posterize.png 0xC0
+run "Twice as bright, saturating at 255" bright.png muls input/scene.jpg bright.png 2
+run "255 minus each element" flip.png subs --flip input/chart.png flip.png 255
+run "The chart added to the landscape" add.png add input/scene.jpg input/chart.png add.png
+run "The landscape taken from the chart, negatives clamped to 0" subtract.png \
+    subtract input/chart.png input/scene.jpg subtract.png
+run "The ring pattern squared, on 16-bit samples" square.png \
+    square input/rings.png square.png --depth 16u
+run "A crop: the region copied into a new image" crop.png \
+    copy --roi 160,40,120,90 input/scene.jpg crop.png
+run "The green channel alone, as a gray image" green.png copy --coi 2 input/chart.png green.png
+
+if [[ -n $page ]]; then
+    rel=$(realpath --relative-to="$(dirname "$page")" "$out")
+    {
+        echo "# Gallery"
+        echo
+        echo "Made by \`bash scripts/gallery.sh\`, which runs the \`zol\` tool (see"
+        echo "[tool.md](tool.md)) in \`docs/gallery\`. The tool draws the three inputs itself."
+        echo
+        for e in "${entries[@]}"; do
+            IFS='|' read -r caption command file <<<"$e"
+            echo "## $caption"
+            echo
+            echo '```sh'
+            echo "$command"
+            echo '```'
+            echo
+            echo "![$caption]($rel/$file)"
+            echo
+        done
+    } >"$page"
+fi
+echo "gallery: ${#entries[@]} pictures in $out"

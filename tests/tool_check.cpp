@@ -1,0 +1,144 @@
+// Judges the zol tool's output files for tests/tool_test.sh.
+//
+//   tool_check near A B TOL
+//       A and B hold images of one shape whose elements differ by TOL at most.
+//   tool_check op OUT COMMAND VALUE ROI COI MASK A [B]
+//       OUT is what `zol COMMAND` made of A (and B) with VALUE, --roi ROI,
+//       --coi COI and --mask MASK ("-" where absent). The library is called
+//       here on the whole 8u images, and the expected picture is put
+//       together independently of the tool: the result where region, channel
+//       and mask select an element, A elsewhere.
+// Exits 0 when the files agree, 1 with the first difference otherwise.
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <map>
+#include <string>
+
+#include "files.h"
+
+using namespace zoltool;
+
+namespace {
+
+ImagePtr load(const std::string& path) {
+    std::string error;
+    ImagePtr image = readImage(path, &error);
+    if (!image) {
+        std::fprintf(stderr, "tool_check: %s\n", error.c_str());
+        std::exit(2);
+    }
+    return image;
+}
+
+int element(const ZolImage* image, int x, int y, int c) {
+    const unsigned char* row = fileRow(image, y);
+    if (image->depth == ZOL_DEPTH_1U) return row[x / 8] >> (7 - x % 8) & 1;
+    if (image->depth == ZOL_DEPTH_16U) {
+        uint16_t v;
+        std::memcpy(&v, row + 2 * (x * image->nChannels + c), 2);
+        return v;
+    }
+    return row[x * image->nChannels + c];
+}
+
+bool sameShape(const ZolImage* a, const ZolImage* b) {
+    return a->width == b->width && a->height == b->height && a->nChannels == b->nChannels &&
+           a->depth == b->depth && a->alphaChannel == b->alphaChannel;
+}
+
+using Call = std::function<void(ZolImage* a, ZolImage* b, ZolImage* dst, int value)>;
+
+const std::map<std::string, Call>& calls() {
+    static const std::map<std::string, Call> table = {
+        {"add", [](ZolImage* a, ZolImage* b, ZolImage* d, int) { zolAdd(a, b, d); }},
+        {"subtract", [](ZolImage* a, ZolImage* b, ZolImage* d, int) { zolSubtract(a, b, d); }},
+        {"multiply", [](ZolImage* a, ZolImage* b, ZolImage* d, int) { zolMultiply(a, b, d); }},
+        {"and", [](ZolImage* a, ZolImage* b, ZolImage* d, int) { zolAnd(a, b, d); }},
+        {"or", [](ZolImage* a, ZolImage* b, ZolImage* d, int) { zolOr(a, b, d); }},
+        {"xor", [](ZolImage* a, ZolImage* b, ZolImage* d, int) { zolXor(a, b, d); }},
+        {"adds", [](ZolImage* a, ZolImage*, ZolImage* d, int v) { zolAddS(a, d, v); }},
+        {"subs", [](ZolImage* a, ZolImage*, ZolImage* d, int v) { zolSubtractS(a, d, v, 0); }},
+        {"subs-flip", [](ZolImage* a, ZolImage*, ZolImage* d, int v) { zolSubtractS(a, d, v, 1); }},
+        {"muls", [](ZolImage* a, ZolImage*, ZolImage* d, int v) { zolMultiplyS(a, d, v); }},
+        {"ands", [](ZolImage* a, ZolImage*, ZolImage* d, int v) { zolAndS(a, d, uint32_t(v)); }},
+        {"ors", [](ZolImage* a, ZolImage*, ZolImage* d, int v) { zolOrS(a, d, uint32_t(v)); }},
+        {"xors", [](ZolImage* a, ZolImage*, ZolImage* d, int v) { zolXorS(a, d, uint32_t(v)); }},
+        {"shl", [](ZolImage* a, ZolImage*, ZolImage* d, int v) { zolLShiftS(a, d, uint32_t(v)); }},
+        {"shr", [](ZolImage* a, ZolImage*, ZolImage* d, int v) { zolRShiftS(a, d, uint32_t(v)); }},
+        {"abs", [](ZolImage* a, ZolImage*, ZolImage* d, int) { zolAbs(a, d); }},
+        {"square", [](ZolImage* a, ZolImage*, ZolImage* d, int) { zolSquare(a, d); }},
+        {"not", [](ZolImage* a, ZolImage*, ZolImage* d, int) { zolNot(a, d); }},
+        {"set", [](ZolImage*, ZolImage*, ZolImage* d, int v) { zolSet(d, v); }},
+    };
+    return table;
+}
+
+int near(const std::string& pathA, const std::string& pathB, int tolerance) {
+    ImagePtr a = load(pathA), b = load(pathB);
+    if (!sameShape(a.get(), b.get())) {
+        std::fprintf(stderr, "tool_check: %s and %s differ in shape\n", pathA.c_str(),
+                     pathB.c_str());
+        return 1;
+    }
+    for (int y = 0; y < a->height; ++y)
+        for (int x = 0; x < a->width; ++x)
+            for (int c = 0; c < a->nChannels; ++c)
+                if (std::abs(element(a.get(), x, y, c) - element(b.get(), x, y, c)) > tolerance) {
+                    std::fprintf(stderr, "tool_check: (%d,%d) channel %d: %d against %d\n", x, y,
+                                 c, element(a.get(), x, y, c), element(b.get(), x, y, c));
+                    return 1;
+                }
+    return 0;
+}
+
+int op(char** argv, int argc) {
+    const std::string out = argv[2], command = argv[3], value = argv[4], roi = argv[5],
+                      mask = argv[7];
+    const int coi = std::atoi(argv[6]);
+    ImagePtr a = load(argv[8]);
+    ImagePtr b = argc > 9 ? load(argv[9]) : nullptr;
+    ImagePtr got = load(out);
+    ImagePtr m = mask == "-" ? nullptr : load(mask);
+    ImagePtr full(zolCloneImage(a.get()));
+    const auto call = calls().find(command);
+    if (call == calls().end() || a->depth != ZOL_DEPTH_8U) {
+        std::fprintf(stderr, "tool_check: no check for %s on these images\n", command.c_str());
+        return 2;
+    }
+    zolSetErrStatus(0);
+    call->second(a.get(), b.get(), full.get(), value == "-" ? 0 : int(std::strtol(value.c_str(), nullptr, 0)));
+    if (zolGetErrStatus() < 0 || !sameShape(a.get(), got.get())) {
+        std::fprintf(stderr, "tool_check: %s failed or %s has another shape\n", command.c_str(),
+                     out.c_str());
+        return 1;
+    }
+    int r[4] = {0, 0, a->width, a->height};
+    if (roi != "-") std::sscanf(roi.c_str(), "%d,%d,%d,%d", &r[0], &r[1], &r[2], &r[3]);
+    for (int y = 0; y < a->height; ++y)
+        for (int x = 0; x < a->width; ++x) {
+            const bool inside = x >= r[0] && x < r[0] + r[2] && y >= r[1] && y < r[1] + r[3] &&
+                                (!m || (fileRow(m.get(), y)[x / 8] & (0x80 >> (x % 8))));
+            for (int c = 0; c < a->nChannels; ++c) {
+                const bool chosen = coi ? c == coi - 1 : c + 1 != a->alphaChannel;
+                const int want = element(inside && chosen ? full.get() : a.get(), x, y, c);
+                if (element(got.get(), x, y, c) != want) {
+                    std::fprintf(stderr, "tool_check: %s (%d,%d) channel %d: %d, expected %d\n",
+                                 out.c_str(), x, y, c, element(got.get(), x, y, c), want);
+                    return 1;
+                }
+            }
+        }
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    zolSetErrMode(ZOL_ErrModeParent);
+    if (argc == 5 && std::strcmp(argv[1], "near") == 0) return near(argv[2], argv[3], std::atoi(argv[4]));
+    if ((argc == 9 || argc == 10) && std::strcmp(argv[1], "op") == 0) return op(argv, argc);
+    std::fprintf(stderr, "usage: tool_check near A B TOL | op OUT COMMAND VALUE ROI COI MASK A [B]\n");
+    return 2;
+}
