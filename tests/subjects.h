@@ -1,0 +1,80 @@
+// Random subjects for the measuring families: an image with or without a
+// ROI at odd offsets, a coi, an alpha channel, a mask with a ROI of its
+// own, served plain or in tiles; and the model's view of its region.
+#pragma once
+
+#include <algorithm>
+#include <memory>
+#include <random>
+
+#include "kit.h"
+#include "tiles.h"
+
+namespace subj {
+
+inline int pick(std::mt19937& g, int lo, int hi) {
+    return std::uniform_int_distribution<int>(lo, hi)(g);
+}
+
+struct Subject {
+    kit::Image img, mask;
+    std::unique_ptr<kit::TileServer> tiles;
+    ZolImage* arg() const { return tiles ? tiles->image() : img.get(); }
+
+    // Region of the image (x, y, w, h) cut to the image.
+    void region(int& x, int& y, int& w, int& h) const {
+        const ZolROI* r = img->roi;
+        x = r ? r->xOffset : 0, y = r ? r->yOffset : 0;
+        w = r ? std::max(0, std::min(r->width, img->width - x)) : img->width;
+        h = r ? std::max(0, std::min(r->height, img->height - y)) : img->height;
+    }
+    // Mask's region corner and size, or false without a mask.
+    bool maskRegion(int& x, int& y, int& w, int& h) const {
+        if (!mask.get()) return false;
+        const ZolROI* r = mask->roi;
+        x = r ? r->xOffset : 0, y = r ? r->yOffset : 0;
+        w = r ? std::max(0, std::min(r->width, mask->width - x)) : mask->width;
+        h = r ? std::max(0, std::min(r->height, mask->height - y)) : mask->height;
+        return true;
+    }
+    bool maskBit(int mx, int my) const { return kit::get(mask, mx, my, 0) != 0; }
+};
+
+struct Options {
+    int nCh = 1;       // channels, alpha included
+    bool alpha = false;
+    int coi = -1;      // -1: chosen at random
+    int order = -1;    // -1: chosen at random
+};
+
+// A subject of the given depth; roughly a third each get a ROI, a mask,
+// tiles.
+inline void build(Subject& s, std::mt19937& g, int depth, Options o) {
+    const int w = pick(g, 1, 45), h = pick(g, 1, 11);
+    const int order = o.order >= 0 ? o.order : pick(g, 0, 1);
+    s.img = kit::Image(depth, o.nCh, w, h, order, pick(g, 0, 1) ? 4 : 8, o.alpha);
+    s.img.randomize(g());
+    const int coi = o.coi >= 0 ? o.coi : (o.nCh > 1 && !pick(g, 0, 2) ? pick(g, 1, o.nCh) : 0);
+    if (pick(g, 0, 2) || coi) {
+        const int x = pick(g, 0, w - 1), y = pick(g, 0, h - 1);
+        s.img.setRoi(coi, x, y, pick(g, 1, w + 3), pick(g, 1, h + 2));
+    }
+    if (!pick(g, 0, 2)) {
+        s.mask = kit::Image(ZOL_DEPTH_1U, 1, pick(g, 1, 50), pick(g, 1, 13));
+        s.mask.randomize(g());
+        if (pick(g, 0, 1)) s.mask.setRoi(0, pick(g, 0, 9), pick(g, 0, 2), pick(g, 1, 50), 13);
+        s.img->maskROI = s.mask;
+    }
+    if (!pick(g, 0, 2)) {
+        s.tiles = std::make_unique<kit::TileServer>(s.img, 8 * pick(g, 1, 3), 8 * pick(g, 1, 2));
+        if (const ZolROI* r = s.img->roi)
+            s.tiles->image()->roi = zolCreateROI(r->coi, r->xOffset, r->yOffset, r->width, r->height);
+        s.tiles->image()->maskROI = s.mask.get();
+    }
+}
+
+inline bool released(const Subject& s) {
+    return !s.tiles || (s.tiles->breaches().empty() && !s.tiles->held());
+}
+
+}  // namespace subj
