@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "core/cpu.h"
+#include "core/simd.h"
 #include "common.h"
 #include "zol.h"
 
@@ -103,7 +103,7 @@ void benchOp(benchmark::State& state, Op op, int kind, bool roi, bool plain) {
     zolSetErrMode(ZOL_ErrModeParent);
     if (!data().ok) return state.SkipWithError("cannot allocate the images");
     Region r(kind, roi);
-    zol::setFormCap(plain ? zol::Form::Plain : zol::Form::AVX2);
+    zol::setFormCap(plain ? zol::Form::Plain : zol::cpuForm());
     zolSetErrStatus(0);
     const std::string name = std::string(kOpNames[int(op)]) + "/" + caseName(kind, roi) +
                              (plain ? "/plain" : "/best");
@@ -116,7 +116,7 @@ void benchOp(benchmark::State& state, Op op, int kind, bool roi, bool plain) {
             case Op::LShift: return zolLShiftS(r.a, r.d, 1);
         }
     });
-    zol::setFormCap(zol::Form::AVX2);
+    zol::setFormCap(zol::cpuForm());
     if (zolGetErrStatus() < 0) state.SkipWithError(zolErrorStr(zolGetErrStatus()));
     state.SetBytesProcessed(state.iterations() * bytesOf(kind, roi));
 }

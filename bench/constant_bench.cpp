@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "core/cpu.h"
+#include "core/simd.h"
 #include "common.h"
 #include "zol.h"
 
@@ -107,13 +107,13 @@ void run(Op op, ZolImage* s, ZolImage* d) {
 void benchOp(benchmark::State& state, int c, int kind, bool plain) {
     zolSetErrMode(ZOL_ErrModeParent);
     if (!data().ok) return state.SkipWithError("cannot allocate the images");
-    zol::setFormCap(plain ? zol::Form::Plain : zol::Form::AVX2);
+    zol::setFormCap(plain ? zol::Form::Plain : zol::cpuForm());
     zolSetErrStatus(0);
     ZolImage* s = data().src[kind];
     ZolImage* d = data().dst[kind];
     bench::timed(state, times(), caseName(kCases[c].name, kind) + (plain ? "/plain" : "/best"),
           [&] { run(kCases[c].op, s, d); });
-    zol::setFormCap(zol::Form::AVX2);
+    zol::setFormCap(zol::cpuForm());
     if (zolGetErrStatus() < 0) state.SkipWithError(zolErrorStr(zolGetErrStatus()));
     state.SetBytesProcessed(state.iterations() * bytesOf(kind));
 }

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "core/cpu.h"
+#include "core/simd.h"
 #include "zol.h"
 
 #ifdef ZOL_BENCH_OPENCV
@@ -105,13 +105,13 @@ struct Setup {
 void benchNot(benchmark::State& state, Region region, int c, bool plain) {
     if (!data().ok) return state.SkipWithError("cannot allocate the images");
     Setup s(region, c);
-    zol::setFormCap(plain ? zol::Form::Plain : zol::Form::AVX2);
+    zol::setFormCap(plain ? zol::Form::Plain : zol::cpuForm());
     zolSetErrStatus(0);
     for (auto _ : state) {
         zolNot(s.src, s.dst);
         benchmark::ClobberMemory();
     }
-    zol::setFormCap(zol::Form::AVX2);
+    zol::setFormCap(zol::cpuForm());
     if (zolGetErrStatus() < 0) state.SkipWithError(zolErrorStr(zolGetErrStatus()));
     state.SetBytesProcessed(state.iterations() * bytesOf(region, c ? 3 : 1));
 }

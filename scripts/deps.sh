@@ -13,6 +13,7 @@ zol_missing_packages() {
     command -v pkg-config >/dev/null 2>&1 || missing+=(pkg-config)
     [[ -f /usr/include/gtest/gtest.h ]] || missing+=(libgtest-dev)
     [[ -f /usr/include/benchmark/benchmark.h ]] || missing+=(libbenchmark-dev)
+    [[ -f /usr/include/hwy/highway.h ]] || missing+=(libhwy-dev)
     echo "${missing[@]}"
 }
 

@@ -13,7 +13,7 @@
 #include <string>
 
 #include "arith/constant.h"
-#include "core/cpu.h"
+#include "core/simd.h"
 #include "frames.h"
 #include "kit.h"
 #include "tiles.h"
@@ -175,46 +175,6 @@ TEST(ConstantElements, AgainstExactModel) {
                         << f << " element " << values[size_t(i)];
             }
     }
-}
-
-// Every entry of the dispatched table equals the plain form at all lengths
-// and alignments, in place too, for constants on both sides of each bound,
-// and writes nothing past its run. Source bytes mostly from the edges, so
-// every element width meets its extremes and floats their specials.
-TEST(ConstantKernels, FormsAgree) {
-    const size_t sizes[zol::kCsDepths] = {1, 1, 2, 2, 4, 4};
-    std::mt19937 g(17);
-    const uint8_t edges[] = {0x00, 0x01, 0x7F, 0x80, 0xFF};
-    Bytes a(1024), junk(1024);
-    for (auto& x : a) x = g() % 3 ? edges[g() % 5] : uint8_t(g());
-    for (auto& x : junk) x = uint8_t(g());
-    const zol::Form saved = zol::formCap();
-    zol::setFormCap(zol::Form::Plain);
-    const zol::ConstKernels plain = zol::constKernels();
-    for (int form = 1; form <= int(zol::cpuForm()); ++form) {
-        zol::setFormCap(zol::Form(form));
-        ASSERT_EQ(zol::Form(form), zol::constForm());
-        const zol::ConstKernels k = zol::constKernels();
-        for (int row = 0; row < zol::kCsDepths; ++row)
-            for (int op = 0; op < zol::kCsOps; ++op) {
-                ASSERT_EQ(!plain.run[row][op], !k.run[row][op]) << row << " " << op;
-                for (size_t off = 0; plain.run[row][op] && off < 4; ++off)
-                    for (size_t n = 0; n <= 200; ++n) {
-                        SCOPED_TRACE(testing::Message() << zol::formName(zol::Form(form)) << " row "
-                                     << row << " op " << op << " offset " << off << " n " << n);
-                        const zol::CsValue v{kConstants[(n + off) % std::size(kConstants)],
-                                             floatOf(n % 5 ? g() : bitsOf(float(n) - 99.5f))};
-                        const size_t at = off * sizes[row];
-                        Bytes want(junk), got(junk), inPlace(a);
-                        plain.run[row][op](&a[at], &want[at], n, v);
-                        k.run[row][op](&a[at], &got[at], n, v);
-                        ASSERT_EQ(want, got) << "value " << v.i << " / " << v.f;
-                        k.run[row][op](&inPlace[at], &inPlace[at], n, v);
-                        ASSERT_EQ(0, std::memcmp(&want[at], &inPlace[at], n * sizes[row]));
-                    }
-            }
-    }
-    zol::setFormCap(saved);
 }
 
 // A call that can only saturate or change nothing becomes a logic

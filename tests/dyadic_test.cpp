@@ -10,7 +10,7 @@
 #include <random>
 
 #include "arith/dyadic.h"
-#include "core/cpu.h"
+#include "core/simd.h"
 #include "frames.h"
 #include "kit.h"
 
@@ -93,47 +93,6 @@ TEST(DyadicElements, MatchModel) {
                             -FLT_MAX, FLT_MIN, FLT_TRUE_MIN, -FLT_TRUE_MIN, INFINITY, -INFINITY};
     for (uint32_t nan : {0x7FC00001u, 0x7F800001u, 0xFFC00002u, 0xFF812345u}) f.push_back(floatOf(nan));
     checkPairs<float>(ZOL_DEPTH_32F, f, 20000, 4);
-}
-
-// Every entry of the dispatched table (by depth and operation, then the
-// 1-bit difference on words) equals the plain form at all lengths and
-// alignments, in place on either source, and writes nothing past its run.
-TEST(DyadicKernels, FormsAgree) {
-    const size_t sizes[zol::kDyDepths + 1] = {1, 1, 2, 2, 4, 4, 4};
-    std::mt19937 g(11);
-    std::vector<uint8_t> a(1024), b(1024), junk(1024);
-    for (auto* v : {&a, &b, &junk})
-        for (auto& x : *v) x = uint8_t(g());
-    const zol::Form saved = zol::formCap();
-    zol::setFormCap(zol::Form::Plain);
-    const zol::DyadicKernels plain = zol::dyadicKernels();
-    for (int form = 1; form <= int(zol::cpuForm()); ++form) {
-        zol::setFormCap(zol::Form(form));
-        ASSERT_EQ(zol::Form(form), zol::dyadicForm());
-        const zol::DyadicKernels k = zol::dyadicKernels();
-        for (int e = 0; e <= zol::kDyDepths * zol::kDyOps; ++e) {
-            const int row = e / zol::kDyOps, op = e % zol::kDyOps;
-            auto call = [&](const zol::DyadicKernels& t, uint8_t* x, uint8_t* y, uint8_t* d, size_t n) {
-                if (row < zol::kDyDepths) return t.run[row][op](x, y, d, n);
-                auto w = [](uint8_t* p) { return reinterpret_cast<uint32_t*>(p); };
-                t.andNot(w(x), w(y), w(d), n);
-            };
-            for (size_t off = 0, at = 0; off < 4; at = ++off * sizes[row])
-                for (size_t n = 0; n <= 200; ++n) {
-                    SCOPED_TRACE(testing::Message() << zol::formName(zol::Form(form)) << " row " << row
-                                                    << " op " << op << " offset " << off << " n " << n);
-                    std::vector<uint8_t> want(junk), got(junk), onA(a), onB(b);
-                    call(plain, &a[at], &b[at], &want[at], n);
-                    call(k, &a[at], &b[at], &got[at], n);
-                    call(k, &onA[at], &b[at], &onA[at], n);
-                    call(k, &a[at], &onB[at], &onB[at], n);
-                    ASSERT_EQ(want, got);
-                    ASSERT_EQ(0, std::memcmp(&want[at], &onA[at], n * sizes[row]));
-                    ASSERT_EQ(0, std::memcmp(&want[at], &onB[at], n * sizes[row]));
-                }
-        }
-    }
-    zol::setFormCap(saved);
 }
 
 // Random frames: ROIs, coi, alpha, up to three masks, tiles, in-place use;

@@ -10,7 +10,7 @@
 #include <random>
 
 #include "arith/logic.h"
-#include "core/cpu.h"
+#include "core/simd.h"
 #include "core/rect.h"
 #include "frames.h"
 #include "kit.h"
@@ -30,23 +30,6 @@ int64_t shiftModel(bool left, int depth, int64_t v, uint32_t n) {
     return v >> std::min(n, w - 1);
 }
 
-// One call of a kernel table entry: sources a and b, destination d, n
-// elements, p the pattern or the count (shift runs are typed).
-using KernelCall = std::function<void(const zol::LogicKernels&, const uint8_t* a, const uint8_t* b,
-                                      uint8_t* d, size_t n, uint32_t p)>;
-template <class T> T elementOf(zol::ShiftRunFn<T>);
-template <class F>
-KernelCall entry(F zol::LogicKernels::*m) {
-    return [m](const zol::LogicKernels& k, const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n,
-               uint32_t p) {
-        if constexpr (std::is_same_v<F, zol::PairRunFn>) (k.*m)(a, b, d, n);
-        else if constexpr (std::is_same_v<F, zol::ConstRunFn>) (k.*m)(a, d, n, p);
-        else {
-            using T = decltype(elementOf(F{}));
-            (k.*m)(reinterpret_cast<const T*>(a), reinterpret_cast<T*>(d), n, p);
-        }
-    };
-}
 
 }  // namespace
 
@@ -251,53 +234,6 @@ TEST(LogicChecks, MaskEdgeCases) {
     zolNot(f1, f2);
     EXPECT_TRUE(rec.only(ZOL_STATUS_BAD_ARGUMENT, "zolXorS", "This function does not support depth 32F"));
     f1->maskROI = f2->maskROI = src->maskROI = dst->maskROI = nullptr;
-}
-
-// Every entry of the dispatched table equals the plain form for all lengths
-// and alignments, in place and out of place, and writes nothing beyond its
-// run. Shift runs are typed, so their offsets count elements.
-TEST(LogicKernels, FormsAgree) {
-    using K = zol::LogicKernels;
-    const struct {
-        const char* name;
-        size_t size;     // element size
-        uint32_t width;  // of a shifted element; 0 for the bit operations
-        KernelCall call;
-    } entries[] = {
-        {"andConstRun", 1, 0, entry(&K::andConstRun)}, {"orConstRun", 1, 0, entry(&K::orConstRun)},
-        {"xorConstRun", 1, 0, entry(&K::xorConstRun)}, {"andRun", 1, 0, entry(&K::andRun)},
-        {"orRun", 1, 0, entry(&K::orRun)},              {"xorRun", 1, 0, entry(&K::xorRun)},
-        {"shl8", 1, 8, entry(&K::shl8)},               {"shl16", 2, 16, entry(&K::shl16)},
-        {"shl32", 4, 32, entry(&K::shl32)},            {"shr8u", 1, 8, entry(&K::shr8u)},
-        {"shr8s", 1, 8, entry(&K::shr8s)},             {"shr16u", 2, 16, entry(&K::shr16u)},
-        {"shr16s", 2, 16, entry(&K::shr16s)},          {"shr32s", 4, 32, entry(&K::shr32s)},
-    };
-    std::mt19937 g(11);
-    std::vector<uint8_t> a(1024), b(1024), junk(1024);
-    for (auto* v : {&a, &b, &junk})
-        for (auto& x : *v) x = uint8_t(g());
-    const zol::Form saved = zol::formCap();
-    zol::setFormCap(zol::Form::Plain);
-    const K plain = zol::logicKernels();
-    for (int form = 1; form <= int(zol::cpuForm()); ++form) {
-        zol::setFormCap(zol::Form(form));
-        ASSERT_EQ(zol::Form(form), zol::logicForm());
-        const K k = zol::logicKernels();
-        for (const auto& e : entries)
-            for (size_t off = 0; off < 4; ++off)
-                for (size_t n = 0; n <= 200; ++n) {
-                    SCOPED_TRACE(testing::Message() << e.name << " " << form << " offset " << off << " n " << n);
-                    const uint32_t p = e.width ? 1 + g() % (e.width - 1) : uint32_t(g());
-                    const size_t at = off * e.size;
-                    std::vector<uint8_t> want(junk), got(junk), inPlace(a);
-                    e.call(plain, &a[at], &b[at], &want[at], n, p);
-                    e.call(k, &a[at], &b[at], &got[at], n, p);
-                    ASSERT_EQ(want, got);
-                    e.call(k, &inPlace[at], &b[at], &inPlace[at], n, p);
-                    ASSERT_EQ(0, std::memcmp(&want[at], &inPlace[at], n * e.size));
-                }
-    }
-    zol::setFormCap(saved);
 }
 
 // The bit-run copy changes only the run's bits and reads only bytes that

@@ -1,19 +1,24 @@
-// Test entry: --zol-form=plain|sse2|avx2 caps the kernel forms for the whole run.
+// Test entry: --zol-form=NAME caps the kernel forms for the whole run, NAME
+// being plain or a compiled form (sse4, avx2, avx3, avx3_dl, neon).
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstring>
-#include <string>
 
-#include "core/cpu.h"
+#include "core/simd.h"
 #include "zol.h"
 
 int main(int argc, char** argv) {
     ::testing::InitGoogleTest(&argc, argv);
     for (int i = 1; i < argc; ++i) {
-        const std::string a = argv[i];
-        if (a == "--zol-form=plain") zol::setFormCap(zol::Form::Plain);
-        else if (a == "--zol-form=sse2") zol::setFormCap(zol::Form::SSE2);
-        else if (a == "--zol-form=avx2") zol::setFormCap(zol::Form::AVX2);
+        constexpr const char kFlag[] = "--zol-form=";
+        if (std::strncmp(argv[i], kFlag, sizeof kFlag - 1) != 0) continue;
+        zol::Form cap;
+        if (!zol::formFromName(argv[i] + sizeof kFlag - 1, cap) || !zol::formCompiled(cap)) {
+            std::fprintf(stderr, "%s: no such form in this build\n", argv[i]);
+            return 2;
+        }
+        zol::setFormCap(cap);
     }
     // Failures in tests must come back to the test, never end it.
     zolSetErrMode(ZOL_ErrModeSilent);

@@ -76,21 +76,7 @@ ConstKernels makeTable(Form form) {
 #define ZOL_CONST_SET(name, row, op, T) k.run[row][int(CsOp::op)] = plain::name;
     ZOL_CONST_PLAIN_LIST(ZOL_CONST_SET)
 #undef ZOL_CONST_SET
-#if defined(ZOL_HAVE_SSE2)
-#define ZOL_CONST_SET(name, row, op, T) k.run[row][int(CsOp::op)] = sse2::name;
-    if (form >= Form::SSE2) {
-        ZOL_CONST_SIMD_LIST(ZOL_CONST_SET)
-    }
-#undef ZOL_CONST_SET
-#endif
-#if defined(ZOL_HAVE_AVX2)
-#define ZOL_CONST_SET(name, row, op, T) k.run[row][int(CsOp::op)] = avx2::name;
-    if (form >= Form::AVX2) {
-        ZOL_CONST_SIMD_LIST(ZOL_CONST_SET)
-    }
-#undef ZOL_CONST_SET
-#endif
-    (void)form;
+    constantSimd(form, k);
     return k;
 }
 

@@ -1,7 +1,7 @@
 // Kernels of the constant and monadic arithmetic family: an element and a
 // constant (difference either way, sum, product), or an element alone
-// (square, absolute value). Each form lives in its own namespace with the
-// same names; the table for the active form is picked per call.
+// (square, absolute value): the plain forms and the table for the active
+// form, picked per call; the SIMD forms are in constant_simd.cpp.
 #pragma once
 
 #include <cstddef>
@@ -10,7 +10,7 @@
 #include <limits>
 #include <type_traits>
 
-#include "core/cpu.h"
+#include "core/simd.h"
 
 namespace zol {
 
@@ -60,7 +60,7 @@ struct ConstKernels {
     X(add32f, kCs32F, Add, float) X(mul32f, kCs32F, Mul, float)                         \
     X(sqr32f, kCs32F, Sqr, float)
 
-// The kernels that the SSE2 and AVX2 forms each have: the hot ones.
+// The kernels that the SIMD forms have: the hot ones.
 #define ZOL_CONST_SIMD_LIST(X)                                                          \
     X(sub8u, kCs8U, Sub, uint8_t) X(subRev8u, kCs8U, SubRev, uint8_t)                   \
     X(mul8u, kCs8U, Mul, uint8_t) X(sqr8u, kCs8U, Sqr, uint8_t)                         \
@@ -79,17 +79,10 @@ struct ConstKernels {
 namespace plain {
 ZOL_CONST_PLAIN_LIST(ZOL_CONST_DECLARE)
 }
-namespace sse2 {
-ZOL_CONST_SIMD_LIST(ZOL_CONST_DECLARE)
-}
-namespace avx2 {
-ZOL_CONST_SIMD_LIST(ZOL_CONST_DECLARE)
-}
 
 #undef ZOL_CONST_DECLARE
 
-// Defines a named kernel from the template runOf<op, T> that each form
-// writes once; expanded inside the form's namespace.
+// Defines a named plain kernel from the template runOf<op, T>.
 #define ZOL_CONST_DEFINE(name, row, op, T)                                        \
     void name(const void* s, void* d, size_t n, CsValue v) {                      \
         runOf<CsOp::op, T>(static_cast<const T*>(s), static_cast<T*>(d), n, v);   \
@@ -109,8 +102,9 @@ constexpr CsDepth csDepthOf() {
 namespace plain {
 
 // The element functions. Only the plain form and the tests instantiate
-// these (a SIMD file that did could lend its copy to the plain path at
-// link time); SIMD forms hand their tails to the plain kernels.
+// these (a SIMD file that did could lend its copy, compiled for its
+// target, to the plain path at link time); SIMD forms hand their tails to
+// the plain kernels.
 inline int32_t clampInt(int32_t v, int32_t lo, int32_t hi) { return v < lo ? lo : v > hi ? hi : v; }
 
 template <class T>
@@ -161,6 +155,9 @@ inline T element(T a, CsValue v) {
 }
 
 }  // namespace plain
+
+// Lets the SIMD form override the entries of k it covers (constant_simd.cpp).
+void constantSimd(Form form, ConstKernels& k);
 
 // The kernels for the active form, and which form that is.
 const ConstKernels& constKernels();

@@ -36,13 +36,7 @@ namespace {
 
 DyadicKernels makeTable(Form form) {
     DyadicKernels k = ZOL_DYADIC_TABLE(plain);
-#if defined(ZOL_HAVE_SSE2)
-    if (form >= Form::SSE2) k = ZOL_DYADIC_TABLE(sse2);
-#endif
-#if defined(ZOL_HAVE_AVX2)
-    if (form >= Form::AVX2) k = ZOL_DYADIC_TABLE(avx2);
-#endif
-    (void)form;
+    dyadicSimd(form, k);
     return k;
 }
 

@@ -1,6 +1,6 @@
 // Kernels of the dyadic arithmetic family: saturating sum, difference and
-// product of two runs of elements. Each form lives in its own namespace
-// with the same names; the table for the active form is picked per call.
+// product of two runs of elements: the plain forms and the table for the
+// active form, picked per call; the SIMD forms are in dyadic_simd.cpp.
 #pragma once
 
 #include <cstddef>
@@ -10,7 +10,7 @@
 #include <limits>
 #include <type_traits>
 
-#include "core/cpu.h"
+#include "core/simd.h"
 
 namespace zol {
 
@@ -55,17 +55,10 @@ struct DyadicKernels {
 namespace plain {
 ZOL_DYADIC_KERNELS
 }
-namespace sse2 {
-ZOL_DYADIC_KERNELS
-}
-namespace avx2 {
-ZOL_DYADIC_KERNELS
-}
 
 #undef ZOL_DYADIC_KERNELS
 
-// Defines the named kernels of a form from the template runOf<op, T> that
-// the form writes once; expanded inside the form's namespace.
+// Defines the named plain kernels from the template runOf<op, T>.
 #define ZOL_DYADIC_NAMED_KERNEL(name, op, T)                                        \
     void name(const void* a, const void* b, void* d, size_t n) {                    \
         runOf<op, T>(static_cast<const T*>(a), static_cast<const T*>(b),            \
@@ -103,7 +96,7 @@ constexpr DyDepth dyDepthOf() {
 }
 
 // The plain forms by row and operation. SIMD forms hand their tails to
-// these, so that no element arithmetic is ever compiled with SIMD flags.
+// these, so that each element's arithmetic has one definition.
 inline constexpr DyadicRunFn kPlainDyadic[kDyDepths][kDyOps] = {
     {plain::add8u, plain::sub8u, plain::mul8u},    {plain::add8s, plain::sub8s, plain::mul8s},
     {plain::add16u, plain::sub16u, plain::mul16u}, {plain::add16s, plain::sub16s, plain::mul16s},
@@ -113,8 +106,8 @@ namespace plain {
 
 // The element functions: integer results exact, then clamped to the
 // depth's range; floats in single precision. Only the plain form and the
-// tests instantiate these (a SIMD file that did could lend its copy to
-// the plain path at link time).
+// tests instantiate these (a SIMD file that did could lend its copy,
+// compiled for its target, to the plain path at link time).
 
 // Clamps in the wide type as min/max, which compile without branches:
 // saturation is common in image data and would defeat a predictor.
@@ -152,6 +145,9 @@ inline T element(T a, T b) {
 }
 
 }  // namespace plain
+
+// Lets the SIMD form override the entries of k it covers (dyadic_simd.cpp).
+void dyadicSimd(Form form, DyadicKernels& k);
 
 // The kernels for the active form, and which form that is.
 const DyadicKernels& dyadicKernels();

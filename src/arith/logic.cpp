@@ -72,13 +72,7 @@ namespace {
 
 LogicKernels makeTable(Form form) {
     LogicKernels k = ZOL_LOGIC_TABLE(plain);
-#if defined(ZOL_HAVE_SSE2)
-    if (form >= Form::SSE2) k = ZOL_LOGIC_TABLE(sse2);
-#endif
-#if defined(ZOL_HAVE_AVX2)
-    if (form >= Form::AVX2) k = ZOL_LOGIC_TABLE(avx2);
-#endif
-    (void)form;
+    logicSimd(form, k);
     return k;
 }
 
@@ -104,9 +98,9 @@ uint32_t logicPattern(int depth, uint32_t value) {
 // contiguous runs through the dispatched kernel.
 template <class T, BitOp op>
 struct ConstOp : ElementOp<ConstOp<T, op>, T> {
-    ConstOp(uint32_t p, ConstRunFn f) : pattern(p), fn(f) {}
+    ConstOp(uint32_t p, PatternRunFn f) : pattern(p), fn(f) {}
     uint32_t pattern;
-    ConstRunFn fn;
+    PatternRunFn fn;
     T operator()(T a) const { return plain::apply<op>(a, T(pattern)); }
     void run(size_t n, T* d, const T* s) const {
         fn(reinterpret_cast<const uint8_t*>(s), reinterpret_cast<uint8_t*>(d), n * sizeof(T),
@@ -230,7 +224,7 @@ void logicConst(const char* func, ZolImage* srcImage, ZolImage* dstImage, uint32
     }
     const uint32_t pattern = logicPattern(dstImage->depth, value);
     const LogicKernels& k = logicKernels();
-    const ConstRunFn fn = byOp<op>(k.andConstRun, k.orConstRun, k.xorConstRun);
+    const PatternRunFn fn = byOp<op>(k.andConstRun, k.orConstRun, k.xorConstRun);
     const ZolImage* const src[1] = {srcImage};
 
     if (wholeImages(src, dstImage, mask.get(), plan)) {

@@ -1,11 +1,11 @@
-// Kernels of the logic family. Each form lives in its own namespace with
-// the same names; the table for the active form is picked once per call.
+// Kernels of the logic family: the plain forms, and the table for the
+// active form, picked once per call; the SIMD forms are in logic_simd.cpp.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 
-#include "core/cpu.h"
+#include "core/simd.h"
 
 namespace zol {
 
@@ -16,7 +16,7 @@ enum class BitOp { And, Or, Xor };
 // Applies a 32-bit pattern to n bytes; byte i of the run meets byte i % 4
 // of the pattern (little-endian), so a run that starts on an element keeps
 // the pattern's phase for 8-, 16- and 32-bit elements. s may equal d.
-using ConstRunFn = void (*)(const uint8_t* s, uint8_t* d, size_t n, uint32_t pattern);
+using PatternRunFn = void (*)(const uint8_t* s, uint8_t* d, size_t n, uint32_t pattern);
 // d[i] = a[i] op b[i] over n bytes; any of the three may be the same run.
 using PairRunFn = void (*)(const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n);
 // Shifts n elements by count, 0 < count < the element's width; s may equal d.
@@ -25,7 +25,7 @@ template <class T>
 using ShiftRunFn = void (*)(const T* s, T* d, size_t n, unsigned count);
 
 struct LogicKernels {
-    ConstRunFn andConstRun, orConstRun, xorConstRun;
+    PatternRunFn andConstRun, orConstRun, xorConstRun;
     PairRunFn andRun, orRun, xorRun;
     ShiftRunFn<uint8_t> shl8;
     ShiftRunFn<uint16_t> shl16;
@@ -37,8 +37,7 @@ struct LogicKernels {
     ShiftRunFn<int32_t> shr32s;
 };
 
-// The same names in every form; a SIMD form may lack some (the table then
-// keeps the form below).
+// The plain kernels; the SIMD forms hand their tails to these.
 #define ZOL_LOGIC_KERNELS                                                          \
     void andConstRun(const uint8_t* s, uint8_t* d, size_t n, uint32_t pattern);    \
     void orConstRun(const uint8_t* s, uint8_t* d, size_t n, uint32_t pattern);     \
@@ -58,18 +57,11 @@ struct LogicKernels {
 namespace plain {
 ZOL_LOGIC_KERNELS
 }
-namespace sse2 {
-ZOL_LOGIC_KERNELS
-}
-namespace avx2 {
-ZOL_LOGIC_KERNELS
-}
 
 #undef ZOL_LOGIC_KERNELS
 
-// Defines the named kernels of a form from the templates that form writes
-// once: constRun<op>, pairRun<op> and shiftRun<T, left>. Expanded inside the
-// form's namespace, so every name calls that form's own templates.
+// Defines the named plain kernels from the templates constRun<op>,
+// pairRun<op> and shiftRun<T, left>.
 #define ZOL_LOGIC_NAMED_KERNELS                                                     \
     void andConstRun(const uint8_t* s, uint8_t* d, size_t n, uint32_t p) {          \
         constRun<BitOp::And>(s, d, n, p);                                           \
@@ -113,6 +105,9 @@ ZOL_LOGIC_KERNELS
     void shr32s(const int32_t* s, int32_t* d, size_t n, unsigned c) {               \
         shiftRun<int32_t, false>(s, d, n, c);                                       \
     }
+
+// Lets the SIMD form override the entries of k it covers (logic_simd.cpp).
+void logicSimd(Form form, LogicKernels& k);
 
 // The kernels for the active form, and which form that is.
 const LogicKernels& logicKernels();

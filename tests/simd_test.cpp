@@ -1,0 +1,215 @@
+// Every kernel-table entry of every form this CPU runs against the plain
+// entry, byte for byte: lengths 0 to 67 and a long run, four alignments,
+// out of place and in place, on data drawn mostly from the edges of each
+// element width (and float specials), with the bytes after every run
+// checked unchanged.
+//
+// A family with a SIMD form adds its table here: a function listing its
+// entries, and a line in kFamilies.
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cstring>
+#include <functional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "arith/constant.h"
+#include "arith/dyadic.h"
+#include "arith/logic.h"
+#include "core/simd.h"
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+// What a call may need beyond its runs, drawn afresh for every call.
+struct Param {
+    uint32_t bits;  // logic patterns and shift counts
+    int32_t i;      // integer constants
+    float f;        // float constants
+};
+
+// One entry of a table: a and b are the sources (b unused by one-source
+// kernels), d the destination, n elements of size bytes each.
+struct Entry {
+    std::string name;
+    size_t size;
+    bool pair;
+    std::function<void(const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n, const Param& p)>
+        call;
+};
+
+template <class T>
+Entry shiftEntry(const char* name, zol::ShiftRunFn<T> fn) {
+    return {name, sizeof(T), false,
+            [fn](const uint8_t* a, const uint8_t*, uint8_t* d, size_t n, const Param& p) {
+                // 0 < count < width; other counts never reach the kernels.
+                fn(reinterpret_cast<const T*>(a), reinterpret_cast<T*>(d), n,
+                   1 + p.bits % (8 * sizeof(T) - 1));
+            }};
+}
+
+std::vector<Entry> logicEntries() {
+    const zol::LogicKernels& k = zol::logicKernels();
+    std::vector<Entry> e;
+    for (auto [name, fn] : {std::pair{"and", k.andRun}, {"or", k.orRun}, {"xor", k.xorRun}})
+        e.push_back({name, 1, true,
+                     [fn = fn](const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n,
+                               const Param&) { fn(a, b, d, n); }});
+    for (auto [name, fn] : {std::pair{"andPattern", k.andConstRun},
+                            {"orPattern", k.orConstRun}, {"xorPattern", k.xorConstRun}})
+        e.push_back({name, 1, false,
+                     [fn = fn](const uint8_t* a, const uint8_t*, uint8_t* d, size_t n,
+                               const Param& p) { fn(a, d, n, p.bits); }});
+    e.push_back(shiftEntry("shl8", k.shl8));
+    e.push_back(shiftEntry("shl16", k.shl16));
+    e.push_back(shiftEntry("shl32", k.shl32));
+    e.push_back(shiftEntry("shr8u", k.shr8u));
+    e.push_back(shiftEntry("shr8s", k.shr8s));
+    e.push_back(shiftEntry("shr16u", k.shr16u));
+    e.push_back(shiftEntry("shr16s", k.shr16s));
+    e.push_back(shiftEntry("shr32s", k.shr32s));
+    return e;
+}
+
+constexpr size_t kRowSizes[] = {1, 1, 2, 2, 4, 4};  // 8U 8S 16U 16S 32S 32F
+constexpr const char* kRowNames[] = {"8u", "8s", "16u", "16s", "32s", "32f"};
+
+std::vector<Entry> dyadicEntries() {
+    const zol::DyadicKernels& k = zol::dyadicKernels();
+    static const char* const ops[] = {"add", "sub", "mul"};
+    std::vector<Entry> e;
+    for (int row = 0; row < zol::kDyDepths; ++row)
+        for (int op = 0; op < zol::kDyOps; ++op)
+            e.push_back({std::string(ops[op]) + kRowNames[row], kRowSizes[row], true,
+                         [fn = k.run[row][op]](const uint8_t* a, const uint8_t* b, uint8_t* d,
+                                               size_t n, const Param&) { fn(a, b, d, n); }});
+    e.push_back({"andNot", 4, true,
+                 [fn = k.andNot](const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n,
+                                 const Param&) {
+                     fn(reinterpret_cast<const uint32_t*>(a), reinterpret_cast<const uint32_t*>(b),
+                        reinterpret_cast<uint32_t*>(d), n);
+                 }});
+    return e;
+}
+
+std::vector<Entry> constantEntries() {
+    const zol::ConstKernels& k = zol::constKernels();
+    static const char* const ops[] = {"sub", "subRev", "add", "mul", "sqr", "abs"};
+    std::vector<Entry> e;
+    for (int row = 0; row < zol::kCsDepths; ++row)
+        for (int op = 0; op < zol::kCsOps; ++op) {
+            const zol::ConstRunFn fn = k.run[row][op];
+            // The same holes in every form: the front end relies on them.
+            if (!fn) {
+                e.push_back({std::string(ops[op]) + kRowNames[row], kRowSizes[row], false, nullptr});
+                continue;
+            }
+            e.push_back({std::string(ops[op]) + kRowNames[row], kRowSizes[row], false,
+                         [fn](const uint8_t* a, const uint8_t*, uint8_t* d, size_t n,
+                              const Param& p) { fn(a, d, n, zol::CsValue{p.i, p.f}); }});
+        }
+    return e;
+}
+
+struct Family {
+    const char* name;
+    std::vector<Entry> (*entries)();
+    zol::Form (*picked)();
+};
+
+const Family kFamilies[] = {
+    {"logic", logicEntries, zol::logicForm},
+    {"dyadic", dyadicEntries, zol::dyadicForm},
+    {"constant", constantEntries, zol::constForm},
+};
+
+// Bytes mostly from the edges of 8-, 16- and 32-bit elements, which makes
+// saturation, sign changes, float zeros, infinities and NaNs common. Runs
+// are cut from it at random places.
+struct Pool {
+    Bytes bytes = Bytes(1 << 16);
+    explicit Pool(std::mt19937& g) {
+        static const uint8_t edges[] = {0x00, 0x01, 0x7F, 0x80, 0xFF, 0xC0};
+        for (auto& x : bytes) x = g() % 3 ? edges[g() % std::size(edges)] : uint8_t(g());
+    }
+    Bytes cut(std::mt19937& g, size_t n) const {
+        const size_t at = g() % (bytes.size() - n);
+        return Bytes(bytes.begin() + ptrdiff_t(at), bytes.begin() + ptrdiff_t(at + n));
+    }
+};
+
+// Constants on both sides of each bound an element width has, the ends of
+// int, and random ones; floats from random bits (NaNs among them) or
+// ordinary values.
+Param drawParam(std::mt19937& g) {
+    static const int32_t edges[] = {0,      1,      -1,     127,     128,     -128,    -129,
+                                    255,    256,    -255,   -256,    -257,    510,     511,
+                                    32767,  32768,  -32768, -32769,  65535,   65536,   -65535,
+                                    -65536, 131071, INT_MAX, INT_MIN, INT_MIN + 1};
+    Param p;
+    p.bits = uint32_t(g());
+    p.i = g() % 4 ? edges[g() % std::size(edges)] : int32_t(g());
+    if (g() % 2) {
+        const uint32_t u = uint32_t(g());
+        std::memcpy(&p.f, &u, 4);
+    } else {
+        p.f = float(int(g() % 2001) - 1000) / 8.0f;
+    }
+    return p;
+}
+
+TEST(SimdForms, EveryEntryEqualsPlain) {
+    const zol::Form saved = zol::formCap();
+    std::vector<size_t> lengths;
+    for (size_t n = 0; n <= 67; ++n) lengths.push_back(n);
+    lengths.push_back(4099);
+    constexpr size_t kSlack = 64;  // canary bytes after the longest run
+    std::mt19937 g(2024);
+    const Pool pool(g);
+    int formsRun = 0;
+    for (int f = 1; f < zol::kForms; ++f) {
+        const zol::Form form = zol::Form(f);
+        if (!zol::formRuns(form)) continue;
+        ++formsRun;
+        for (const Family& fam : kFamilies) {
+            zol::setFormCap(zol::Form::Plain);
+            const std::vector<Entry> plain = fam.entries();
+            zol::setFormCap(form);
+            ASSERT_EQ(form, fam.picked()) << fam.name;
+            const std::vector<Entry> simd = fam.entries();
+            ASSERT_EQ(plain.size(), simd.size());
+            for (size_t i = 0; i < plain.size(); ++i) {
+                const Entry &want = plain[i], &got = simd[i];
+                ASSERT_EQ(!want.call, !got.call) << fam.name << " " << want.name;
+                if (!want.call) continue;
+                for (size_t off = 0; off < 4; ++off)
+                    for (size_t n : lengths) {
+                        SCOPED_TRACE(testing::Message()
+                                     << zol::formName(form) << " " << fam.name << " "
+                                     << want.name << " offset " << off << " n " << n);
+                        const size_t at = off * want.size, bytes = n * want.size;
+                        const size_t total = at + bytes + kSlack;
+                        const Bytes a = pool.cut(g, total), b = pool.cut(g, total);
+                        const Bytes junk = pool.cut(g, total);
+                        const Param p = drawParam(g);
+                        Bytes w(junk), o(junk), onA(a), onB(b);
+                        want.call(&a[at], &b[at], &w[at], n, p);
+                        got.call(&a[at], &b[at], &o[at], n, p);
+                        ASSERT_EQ(w, o) << "param " << p.bits << " " << p.i << " " << p.f;
+                        got.call(&onA[at], &b[at], &onA[at], n, p);
+                        ASSERT_EQ(0, std::memcmp(&w[at], &onA[at], bytes)) << "in place of a";
+                        if (!want.pair) continue;
+                        got.call(&a[at], &onB[at], &onB[at], n, p);
+                        ASSERT_EQ(0, std::memcmp(&w[at], &onB[at], bytes)) << "in place of b";
+                    }
+            }
+        }
+    }
+    zol::setFormCap(saved);
+    if (formsRun == 0) GTEST_SKIP() << "this CPU runs no SIMD form of this build";
+}
+
+}  // namespace
