@@ -64,20 +64,22 @@ uint64_t countBits(const uint8_t* s, int64_t sBit, const MaskPart* m, const uint
     return ones;
 }
 
-// Four interleaved tables for one contiguous run of 8-bit levels, so that
-// runs of equal levels don't wait on their own increments.
-void countRun8(const uint8_t* s, int w, uint32_t* hist) {
-    uint32_t sub[3][256] = {};
-    int x = 0;
-    for (; x + 4 <= w; x += 4) {
-        ++hist[s[x]];
-        ++sub[0][s[x + 1]];
-        ++sub[1][s[x + 2]];
-        ++sub[2][s[x + 3]];
+// Four interleaved tables, so that runs of equal levels don't wait on
+// their own increments.
+struct Sub8 {
+    uint32_t t[4][256] = {};
+    void run(const uint8_t* s, int w) {
+        int x = 0;
+        for (; x + 8 <= w; x += 8) {
+            ++t[0][s[x]], ++t[1][s[x + 1]], ++t[2][s[x + 2]], ++t[3][s[x + 3]];
+            ++t[0][s[x + 4]], ++t[1][s[x + 5]], ++t[2][s[x + 6]], ++t[3][s[x + 7]];
+        }
+        for (; x < w; ++x) ++t[0][s[x]];
     }
-    for (; x < w; ++x) ++hist[s[x]];
-    for (int i = 0; i < 256; ++i) hist[i] += sub[0][i] + sub[1][i] + sub[2][i];
-}
+    void addTo(uint32_t* hist) const {
+        for (int i = 0; i < 256; ++i) hist[i] += t[0][i] + t[1][i] + t[2][i] + t[3][i];
+    }
+};
 
 template <class T>
 void countPart(const Part& p, const MaskPart* m, int w, int h, int n, int hs, uint32_t* counts) {
@@ -86,14 +88,16 @@ void countPart(const Part& p, const MaskPart* m, int w, int h, int n, int hs, ui
         for (int c = 0; c < n; ++c) {
             uint32_t* hist = counts + ptrdiff_t(c) * hs;
             const uint8_t* r = p.row + c * p.chan * ptrdiff_t(sizeof(T));
+            Sub8 sub;
             for (int y = 0; y < h; ++y, r += p.step) {
                 const T* s = reinterpret_cast<const T*>(r);
                 if (sizeof(T) == 1) {
-                    countRun8(reinterpret_cast<const uint8_t*>(s), w, hist);
+                    sub.run(reinterpret_cast<const uint8_t*>(s), w);
                 } else {
                     for (int x = 0; x < w; ++x) ++hist[s[x]];
                 }
             }
+            if (sizeof(T) == 1) sub.addTo(hist);
         }
         return;
     }
@@ -212,15 +216,12 @@ struct MapShape {
     bool line;  // on both sides one channel's elements lie side by side
 };
 
-// Eight mapped bytes at a time, put together and stored once.
+// One table load per element, four independent ones a step.
 void mapRun8(const uint8_t* s, uint8_t* d, int n, const uint8_t* map) {
     int x = 0;
-    for (; x + 8 <= n; x += 8) {
-        uint64_t v;
-        std::memcpy(&v, s + x, 8);
-        uint64_t o = 0;
-        for (int k = 0; k < 8; ++k) o |= uint64_t(map[(v >> (8 * k)) & 0xFF]) << (8 * k);
-        std::memcpy(d + x, &o, 8);
+    for (; x + 4 <= n; x += 4) {
+        const uint8_t a = map[s[x]], b = map[s[x + 1]], c = map[s[x + 2]], e = map[s[x + 3]];
+        d[x] = a, d[x + 1] = b, d[x + 2] = c, d[x + 3] = e;
     }
     for (; x < n; ++x) d[x] = map[s[x]];
 }
