@@ -19,6 +19,7 @@
 #include "arith/dyadic.h"
 #include "arith/logic.h"
 #include "core/simd.h"
+#include "measure/norm.h"
 
 namespace {
 
@@ -114,6 +115,26 @@ std::vector<Entry> constantEntries() {
     return e;
 }
 
+// A measure's result fills the destination's n bytes, its 8 bytes repeated.
+void putResult(uint8_t* d, size_t n, uint64_t r) {
+    for (size_t k = 0; k < n; ++k) d[k] = uint8_t(r >> (8 * (k & 7)));
+}
+
+std::vector<Entry> normEntries() {
+    const zol::NormKernels& k = zol::normKernels();
+    std::vector<Entry> e;
+    for (auto [name, fn] : {std::pair{"sum8", k.sum8}, {"sumSq8", k.sumSq8}, {"max8", k.max8}})
+        e.push_back({name, 1, false,
+                     [fn = fn](const uint8_t* a, const uint8_t*, uint8_t* d, size_t n,
+                               const Param&) { putResult(d, n, fn(a, n)); }});
+    for (auto [name, fn] : {std::pair{"sumDiff8", k.sumDiff8}, {"sumSqDiff8", k.sumSqDiff8},
+                            {"maxDiff8", k.maxDiff8}})
+        e.push_back({name, 1, true,
+                     [fn = fn](const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n,
+                               const Param&) { putResult(d, n, fn(a, b, n)); }});
+    return e;
+}
+
 struct Family {
     const char* name;
     std::vector<Entry> (*entries)();
@@ -124,6 +145,7 @@ const Family kFamilies[] = {
     {"logic", logicEntries, zol::logicForm},
     {"dyadic", dyadicEntries, zol::dyadicForm},
     {"constant", constantEntries, zol::constForm},
+    {"norm", normEntries, zol::normForm},
 };
 
 // Bytes mostly from the edges of 8-, 16- and 32-bit elements, which makes

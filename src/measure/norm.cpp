@@ -13,6 +13,9 @@
 #include <cfloat>
 #include <cmath>
 #include <cstring>
+#include <type_traits>
+
+#include "measure/norm.h"
 
 #include "core/border.h"
 #include "core/image.h"
@@ -22,6 +25,61 @@
 #include "core/report.h"
 
 namespace zol {
+
+namespace plain {
+// 32-bit sums over pieces short enough not to wrap, then 64-bit.
+template <class F>
+uint64_t chunked(size_t n, size_t piece, F f) {
+    uint64_t total = 0;
+    for (size_t i = 0; i < n; i += piece) {
+        uint32_t s = 0;
+        const size_t end = std::min(n, i + piece);
+        for (size_t k = i; k < end; ++k) s += f(k);
+        total += s;
+    }
+    return total;
+}
+inline uint32_t absDiff(uint8_t x, uint8_t y) { return x > y ? uint32_t(x - y) : uint32_t(y - x); }
+
+uint64_t sum8(const uint8_t* a, size_t n) {
+    return chunked(n, 1 << 24, [a](size_t k) { return uint32_t(a[k]); });
+}
+uint64_t sumSq8(const uint8_t* a, size_t n) {
+    return chunked(n, 1 << 16, [a](size_t k) { return uint32_t(a[k]) * a[k]; });
+}
+uint64_t max8(const uint8_t* a, size_t n) {
+    uint8_t m = 0;
+    for (size_t k = 0; k < n; ++k) m = std::max(m, a[k]);
+    return m;
+}
+uint64_t sumDiff8(const uint8_t* a, const uint8_t* b, size_t n) {
+    return chunked(n, 1 << 24, [a, b](size_t k) { return absDiff(a[k], b[k]); });
+}
+uint64_t sumSqDiff8(const uint8_t* a, const uint8_t* b, size_t n) {
+    return chunked(n, 1 << 16, [a, b](size_t k) {
+        const uint32_t d = absDiff(a[k], b[k]);
+        return d * d;
+    });
+}
+uint64_t maxDiff8(const uint8_t* a, const uint8_t* b, size_t n) {
+    uint32_t m = 0;
+    for (size_t k = 0; k < n; ++k) m = std::max(m, absDiff(a[k], b[k]));
+    return m;
+}
+}  // namespace plain
+
+namespace {
+NormKernels makeTable(Form form) {
+    NormKernels k{plain::sum8,     plain::sumSq8,     plain::max8,
+                  plain::sumDiff8, plain::sumSqDiff8, plain::maxDiff8};
+    normSimd(form, k);
+    return k;
+}
+}  // namespace
+
+const NormKernels& normKernels() { return tableForActiveForm(makeTable); }
+Form normForm() { return activeForm(); }
+
 namespace {
 
 bool typeKnown(int t, bool two) {
@@ -84,9 +142,17 @@ void scanRow(const T* a, const T* b, ptrdiff_t pa, ptrdiff_t pb, ptrdiff_t ca, p
     m.dD = dD, m.dB = dB;
 }
 
-// A tight form of the commonest case: one contiguous run, no mask, no b.
+// A tight form of the commonest case: one contiguous run, no mask, no b;
+// 8U goes through the family's table.
 template <class T, int K>
 void scanRunOne(const T* a, size_t count, Measures& m) {
+    if constexpr (std::is_same_v<T, uint8_t>) {
+        const NormKernels& k = normKernels();
+        const auto* p = reinterpret_cast<const uint8_t*>(a);
+        if (K == kMax) m.maxD = std::max(m.maxD, k.max8(p, count));
+        else m.sumD += K == kL1 ? k.sum8(p, count) : k.sumSq8(p, count);
+        return;
+    }
     uint64_t acc = 0, mx = m.maxD;
     for (size_t i = 0; i < count; ++i) {
         const int64_t v = int64_t(a[i]);
@@ -100,6 +166,19 @@ void scanRunOne(const T* a, size_t count, Measures& m) {
 
 template <class T, bool Two, int K, bool Rel>
 void scanRunTwo(const T* a, const T* b, size_t count, Measures& m) {
+    if constexpr (std::is_same_v<T, uint8_t>) {
+        const NormKernels& k = normKernels();
+        const auto* p = reinterpret_cast<const uint8_t*>(a);
+        const auto* q = reinterpret_cast<const uint8_t*>(b);
+        if (K == kMax) {
+            m.maxD = std::max(m.maxD, k.maxDiff8(p, q, count));
+            if (Rel) m.maxB = std::max(m.maxB, k.max8(q, count));
+        } else {
+            m.sumD += K == kL1 ? k.sumDiff8(p, q, count) : k.sumSqDiff8(p, q, count);
+            if (Rel) m.sumB += K == kL1 ? k.sum8(q, count) : k.sumSq8(q, count);
+        }
+        return;
+    }
     uint64_t acc = 0, accB = 0, mx = m.maxD, mxB = m.maxB;
     for (size_t i = 0; i < count; ++i) {
         const int64_t va = int64_t(a[i]), vb = int64_t(b[i]);
