@@ -19,6 +19,7 @@
 #include "arith/dyadic.h"
 #include "arith/logic.h"
 #include "core/simd.h"
+#include "measure/moments.h"
 #include "measure/norm.h"
 
 namespace {
@@ -135,6 +136,16 @@ std::vector<Entry> normEntries() {
     return e;
 }
 
+std::vector<Entry> momentEntries() {
+    return {{"rows8", 1, false,
+             [fn = zol::momentKernels().rows8](const uint8_t* a, const uint8_t*, uint8_t* d,
+                                               size_t n, const Param& p) {
+                 int64_t r[4] = {};
+                 fn(a, n, int64_t(p.bits % 5000), r);  // sums far inside 64 bits
+                 putResult(d, n, uint64_t(r[0] ^ r[1] * 3 ^ r[2] * 5 ^ r[3] * 7));
+             }}};
+}
+
 struct Family {
     const char* name;
     std::vector<Entry> (*entries)();
@@ -146,6 +157,7 @@ const Family kFamilies[] = {
     {"dyadic", dyadicEntries, zol::dyadicForm},
     {"constant", constantEntries, zol::constForm},
     {"norm", normEntries, zol::normForm},
+    {"moments", momentEntries, zol::momentsForm},
 };
 
 // Bytes mostly from the edges of 8-, 16- and 32-bit elements, which makes

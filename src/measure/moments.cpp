@@ -11,6 +11,8 @@
 #include <type_traits>
 #include <cstring>
 
+#include "measure/moments.h"
+
 #include "core/image.h"
 #include "core/messages.h"
 #include "core/parts.h"
@@ -18,6 +20,36 @@
 #include "core/report.h"
 
 namespace zol {
+
+namespace plain {
+// Blocks of 64 pixels are summed in 32 bits around the block's first
+// coordinate (p * k^3 < 255 * 63^3, and 64 of them below 2^31), then
+// expanded in 64 bits; every partial stays below the caller's bound.
+void momentRow8(const uint8_t* s, size_t n, int64_t x, int64_t out[4]) {
+    size_t i = 0;
+    for (; i + 64 <= n; i += 64) {
+        uint32_t s0 = 0, t1 = 0, t2 = 0, t3 = 0;
+        for (uint32_t k = 0; k < 64; ++k) {
+            const uint32_t p = s[i + k];
+            s0 += p, t1 += p * k, t2 += p * k * k, t3 += p * k * k * k;
+        }
+        addBlock(x + int64_t(i), s0, t1, t2, t3, out);
+    }
+    for (; i < n; ++i) addBlock(x + int64_t(i), s[i], 0, 0, 0, out);
+}
+}  // namespace plain
+
+namespace {
+MomentKernels makeTable(Form form) {
+    MomentKernels k{plain::momentRow8};
+    momentsSimd(form, k);
+    return k;
+}
+}  // namespace
+
+const MomentKernels& momentKernels() { return tableForActiveForm(makeTable); }
+Form momentsForm() { return activeForm(); }
+
 namespace {
 
 // The ten moments in the order M00, M10, M01, M20, M11, M02, M30, M21, M12, M03.
@@ -75,7 +107,11 @@ void rowSums(const uint8_t* row, ptrdiff_t pix, int w, double x0, const uint8_t*
     if (Exact) {
         int64_t a0 = 0, a1 = 0, a2 = 0, a3 = 0;
         int64_t x = int64_t(x0);
-        if (!mrow && pix == 1 && which == 15u) {
+        if (!mrow && pix == 1 && which == 15u && std::is_same_v<T, uint8_t>) {
+            int64_t r[4] = {};
+            momentKernels().rows8(reinterpret_cast<const uint8_t*>(s), size_t(w), x, r);
+            a0 = r[0], a1 = r[1], a2 = r[2], a3 = r[3];
+        } else if (!mrow && pix == 1 && which == 15u) {
             for (int i = 0; i < w; ++i, ++x) {
                 const int64_t p = int64_t(s[i]);
                 const int64_t px = p * x, pxx = px * x;
