@@ -204,6 +204,9 @@ TEST(Histogram, MapsAgreeWithModel) {
                 ASSERT_EQ(intervals(r, N), std::vector<int32_t>(r.value, r.value + r.num - 1)) << "seed " << seed;
             }
         ASSERT_TRUE(subj::released(s) && subj::released(d)) << "seed " << seed;
+        if (inPlace && s.tiles) {  // one image: its tiles are asked for writing only
+            for (const kit::TileRequest& t : s.tiles->log()) ASSERT_NE(ZOL_TILE_READ, t.mode);
+        }
     }
 }
 

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 
 #include "core/image.h"
@@ -154,7 +155,6 @@ void forCells(const ZolImage* g, int gx, int gy, int w, int h, F&& f) {
     }
 }
 
-
 // Where a part of an image lies, in elements of its depth.
 struct Part {
     uint8_t* row = nullptr;  // first element of the first channel of the set (1U: the row)
@@ -171,8 +171,8 @@ struct MaskPart {
 };
 
 // Pixel (x, y) of a block in im's layout whose planes hold planeRows rows.
-inline Part partAt(const ZolImage* im, char* base, ptrdiff_t step, ptrdiff_t planeRows, int x, int y,
-            int first) {
+inline Part partAt(const ZolImage* im, char* base, ptrdiff_t step, ptrdiff_t planeRows, int x,
+                   int y, int first) {
     Part p;
     const ptrdiff_t b = elemSize(im->depth);
     p.step = step;
@@ -196,7 +196,8 @@ inline Part plainPart(const ZolImage* im, int x, int y, int first) {
     return partAt(im, im->imageData, im->widthStep, im->height, x, y, first);
 }
 
-inline Part tilePart(const ZolImage* im, char* tile, int column, int row, int x, int y, int first) {
+inline Part tilePart(const ZolImage* im, char* tile, int column, int row, int x, int y,
+                     int first) {
     const ZolTileInfo* t = im->tileInfo;
     return partAt(im, tile, ownTileStep(im), t->height, x - column * t->width,
                   y - row * t->height, first);
