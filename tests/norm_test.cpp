@@ -15,12 +15,6 @@ namespace {
 using subj::pick;
 using subj::Subject;
 
-int setOf(const ZolImage* im, int& first) {
-    const int coi = im->roi ? im->roi->coi : 0;
-    first = coi ? coi - 1 : 0;
-    return coi ? 1 : im->nChannels - (im->alphaChannel ? 1 : 0);
-}
-
 // The norm as defined, or -1 for a zero denominator. Bytes and 16-bit
 // magnitudes are summed per row in integers, 16-bit squares and all of 32S
 // element by element in doubles, in walk order.
@@ -33,8 +27,8 @@ double model(const Subject& a, const Subject* b, int type) {
         if (!ms[k] || !ms[k]->maskRegion(m[k][0], m[k][1], m[k][2], m[k][3])) { ms[k] = nullptr; continue; }
         if (b || !ms[k]->mask->roi) w = std::min(w, m[k][2]), h = std::min(h, m[k][3]);
     }
-    const int n = setOf(a.img, af);
-    if (b) setOf(b->img, bf);
+    const int n = subj::channelSet(a.img, af, false);
+    if (b) subj::channelSet(b->img, bf, false);
     const int depth = a.img->depth, kind = type & 7;
     const bool plane = a.img->dataOrder == ZOL_DATA_ORDER_PLANE, elementwise = depth == ZOL_DEPTH_32S ||
                        ((depth == ZOL_DEPTH_16U || depth == ZOL_DEPTH_16S) && kind == 4);

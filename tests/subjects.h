@@ -21,21 +21,17 @@ struct Subject {
     std::unique_ptr<kit::TileServer> tiles;
     ZolImage* arg() const { return tiles ? tiles->image() : img.get(); }
 
-    // Region of the image (x, y, w, h) cut to the image.
-    void region(int& x, int& y, int& w, int& h) const {
-        const ZolROI* r = img->roi;
+    // Region (x, y, w, h) of an image cut to it; the mask's, or false without one.
+    static void regionOf(const ZolImage* im, int& x, int& y, int& w, int& h) {
+        const ZolROI* r = im->roi;
         x = r ? r->xOffset : 0, y = r ? r->yOffset : 0;
-        w = r ? std::max(0, std::min(r->width, img->width - x)) : img->width;
-        h = r ? std::max(0, std::min(r->height, img->height - y)) : img->height;
+        w = r ? std::max(0, std::min(r->width, im->width - x)) : im->width;
+        h = r ? std::max(0, std::min(r->height, im->height - y)) : im->height;
     }
-    // Mask's region corner and size, or false without a mask.
+    void region(int& x, int& y, int& w, int& h) const { regionOf(img, x, y, w, h); }
     bool maskRegion(int& x, int& y, int& w, int& h) const {
-        if (!mask.get()) return false;
-        const ZolROI* r = mask->roi;
-        x = r ? r->xOffset : 0, y = r ? r->yOffset : 0;
-        w = r ? std::max(0, std::min(r->width, mask->width - x)) : mask->width;
-        h = r ? std::max(0, std::min(r->height, mask->height - y)) : mask->height;
-        return true;
+        if (mask.get()) regionOf(mask, x, y, w, h);
+        return mask.get() != nullptr;
     }
     bool maskBit(int mx, int my) const { return kit::get(mask, mx, my, 0) != 0; }
 };
@@ -71,6 +67,16 @@ inline void build(Subject& s, std::mt19937& g, int depth, Options o) {
             s.tiles->image()->roi = zolCreateROI(r->coi, r->xOffset, r->yOffset, r->width, r->height);
         s.tiles->image()->maskROI = s.mask.get();
     }
+}
+
+// The channel set's first channel and size (0 for the alpha channel alone,
+// where the family ends silently).
+inline int channelSet(const ZolImage* im, int& first, bool alphaAloneEnds = true) {
+    const int coi = im->roi ? im->roi->coi : 0;
+    first = coi ? coi - 1 : 0;
+    if (alphaAloneEnds && im->alphaChannel && (coi == im->nChannels || (!coi && im->nChannels == 1)))
+        return 0;
+    return coi ? 1 : im->nChannels - (im->alphaChannel ? 1 : 0);
 }
 
 inline bool released(const Subject& s) {
