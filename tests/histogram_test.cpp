@@ -227,6 +227,33 @@ TEST(Histogram, FixedCases) {
     EXPECT_EQ(5, v2[1]);
 }
 
+// A tile that does not come: -2 with the request's words, nothing held,
+// and the tiles before it done.
+TEST(Histogram, TilesThatDoNotCome) {
+    kit::Image a(ZOL_DEPTH_8U, 1, 40, 20), b(ZOL_DEPTH_8U, 1, 40, 20);
+    a.randomize(1), b.randomize(2);
+    int32_t key[] = {0, 256}, val[2] = {};
+    ZolLUT r{2, key, val, nullptr, 1};
+    ZolLUT* lut[] = {&r};
+    for (int which = 0; which < 3; ++which) {
+        kit::TileServer ta(a, 16, 8), tb(b, 16, 8);
+        ta.failAt(2), tb.failAt(2);
+        const std::vector<uint8_t> before = b.bytes();
+        kit::Recorder rec;
+        if (which == 0) zolComputeHisto(ta.image(), lut);
+        if (which == 1) zolContrastStretch(ta.image(), b, lut);   // source's tiles walked
+        if (which == 2) zolContrastStretch(a, tb.image(), lut);   // destination's tiles walked
+        const char* words = which == 2 ? "Error get tile to write" : "Error get tile to read";
+        const char* func = which ? "zolMap" : "zolComputeHisto";
+        ASSERT_EQ(which ? 2u : 1u, rec.reports().size()) << which;  // the map's, then a Backtrace
+        EXPECT_EQ(func, rec.reports()[0].func);
+        EXPECT_EQ(words, rec.reports()[0].context);
+        EXPECT_TRUE(ta.breaches().empty() && !ta.held() && tb.breaches().empty() && !tb.held());
+        EXPECT_EQ(1, r.interpolateType);  // records untouched
+        EXPECT_EQ(which == 1, before != b.bytes());     // the first tile's part is done
+    }
+}
+
 // The check order: each row of the table is one call and the reports it makes.
 TEST(Histogram, ChecksInOrder) {
     kit::Image u8(ZOL_DEPTH_8U, 1, 4, 4), s8(ZOL_DEPTH_8S, 1, 4, 4), f32(ZOL_DEPTH_32F, 1, 4, 4);

@@ -9,6 +9,7 @@
 #include <functional>
 
 #include "subjects.h"
+#include "tiles.h"
 
 namespace {
 
@@ -180,6 +181,15 @@ TEST(Moments, ChecksAndReaders) {
     zolMoments(c3, &st);
     EXPECT_EQ(42.0, st.entry[0][0].value);
     EXPECT_EQ(1u, rec.reports().size());
+    // A tile that does not come: -2, the state as it was, nothing held.
+    kit::Image big(ZOL_DEPTH_8U, 1, 30, 20);
+    kit::TileServer t(big, 16, 8);
+    t.failAt(3);
+    kit::Recorder rec2;
+    zolMoments(t.image(), &st);
+    EXPECT_TRUE(rec2.only(-2, "zolMoments", "Error get tile to read"));
+    EXPECT_EQ(42.0, st.entry[0][0].value);
+    EXPECT_TRUE(t.breaches().empty() && !t.held());
 }
 
 }  // namespace
