@@ -17,34 +17,42 @@ namespace {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-// k, k^2, k^3 for the 64 offsets of a block.
+// k and k^2 for the 64 offsets of a block, as 16-bit lanes.
 struct Powers {
-    HWY_ALIGN uint32_t k[3][64];
+    HWY_ALIGN int16_t k[2][64];
     Powers() {
-        for (uint32_t i = 0; i < 64; ++i) k[0][i] = i, k[1][i] = i * i, k[2][i] = i * i * i;
+        for (int i = 0; i < 64; ++i) k[0][i] = int16_t(i), k[1][i] = int16_t(i * i);
     }
 };
 
+// Products widened pairwise into 32-bit lanes: p, p * k, p * k^2 and
+// (p * k) * k^2, each factor within 16 bits (p * k <= 255 * 63).
 void momentRow8(const uint8_t* s, size_t n, int64_t x, int64_t out[4]) {
     static const Powers pw;
-    const hn::ScalableTag<uint32_t> d32;
-    const hn::Rebind<uint8_t, decltype(d32)> d8;
-    const size_t lanes = hn::Lanes(d32);
+    const hn::ScalableTag<int16_t> d16;
+    const hn::Rebind<uint8_t, decltype(d16)> d8;
+    const hn::Repartition<int32_t, decltype(d16)> d32;
+    const size_t lanes = hn::Lanes(d16);
+    const auto one = hn::Set(d16, int16_t(1));
     size_t i = 0;
     if (64 % lanes == 0) {
         for (; i + 64 <= n; i += 64) {
             auto a0 = hn::Zero(d32), a1 = a0, a2 = a0, a3 = a0;
+            auto b0 = a0, b1 = a0, b2 = a0, b3 = a0;
             for (size_t j = 0; j < 64; j += lanes) {
-                const auto p = hn::PromoteTo(d32, hn::LoadU(d8, s + i + j));
-                a0 = hn::Add(a0, p);
-                a1 = hn::Add(a1, hn::Mul(p, hn::Load(d32, pw.k[0] + j)));
-                a2 = hn::Add(a2, hn::Mul(p, hn::Load(d32, pw.k[1] + j)));
-                a3 = hn::Add(a3, hn::Mul(p, hn::Load(d32, pw.k[2] + j)));
+                const auto p = hn::PromoteTo(d16, hn::LoadU(d8, s + i + j));
+                const auto k = hn::Load(d16, pw.k[0] + j), k2 = hn::Load(d16, pw.k[1] + j);
+                a0 = hn::ReorderWidenMulAccumulate(d32, p, one, a0, b0);
+                a1 = hn::ReorderWidenMulAccumulate(d32, p, k, a1, b1);
+                a2 = hn::ReorderWidenMulAccumulate(d32, p, k2, a2, b2);
+                a3 = hn::ReorderWidenMulAccumulate(d32, hn::Mul(p, k), k2, a3, b3);
             }
-            plain::addBlock(x + int64_t(i), hn::GetLane(hn::SumOfLanes(d32, a0)),
-                            hn::GetLane(hn::SumOfLanes(d32, a1)),
-                            hn::GetLane(hn::SumOfLanes(d32, a2)),
-                            hn::GetLane(hn::SumOfLanes(d32, a3)), out);
+            // Each block sum is below 2^31.
+            auto sum = [d32](decltype(a0) u, decltype(a0) v) {
+                return uint64_t(hn::GetLane(hn::SumOfLanes(d32, hn::Add(u, v))));
+            };
+            plain::addBlock(x + int64_t(i), sum(a0, b0), sum(a1, b1), sum(a2, b2), sum(a3, b3),
+                            out);
         }
     }
     if (i < n) plain::momentRow8(s + i, n - i, x + int64_t(i), out);
