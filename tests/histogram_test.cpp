@@ -288,6 +288,9 @@ TEST(Histogram, ChecksInOrder) {
         {[&] { zolHistoEqualize(c3, u8, good); }, {{-24, E, "srcImage COI != dstImage COI"}}},
         {[&] { zolHistoEqualize(u8, u8, good); }, {{-3, E, "All values in histogram are zeroes"}}},
         {[&] { zolContrastStretch(u8, u8, set[2]); }, {{-5, S, "lut[k]->num < 2"}}},
+        {[&] { kit::HeapFailure f(1); zolComputeHisto(u8, good); }, {{-4, H, ""}}},
+        {[&] { kit::HeapFailure f(1); zolContrastStretch(u8, u8, good); }, {{-4, S, ""}}},
+        {[&] { kit::HeapFailure f(2); zolHistoEqualize(u8, u8, good); }, {{-4, E, ""}}},
     };
     for (size_t i = 0; i < std::size(rows); ++i) {
         kit::Recorder rec;

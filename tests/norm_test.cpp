@@ -180,6 +180,17 @@ TEST(Norm, ChecksInOrder) {
         EXPECT_EQ(0.0, zolNorm(r.a, r.b, r.type));
         EXPECT_TRUE(rec.only(r.status, "zolNorm", r.context)) << r.context;
     }
+    // The temporary mask's header, then its pixels, not to be had.
+    kit::Image m(ZOL_DEPTH_1U, 1, 4, 4);
+    u8->maskROI = m;
+    for (int n : {1, 2}) {
+        kit::Recorder rec;
+        kit::HeapFailure fail(n);
+        EXPECT_EQ(0.0, zolNorm(u8, nullptr, 2));
+        EXPECT_TRUE(n == 1 ? rec.only(-9, "zolNorm", "Null pointer for mask") : rec.only(-112, "zolNorm", " "))
+            << n;
+    }
+    u8->maskROI = nullptr;
     // A handler that clears the status lets an unknown type go on (to 0.0).
     const ZolReportHandler old = zolRedirectError(
         [](int, const char*, const char*, const char*, int) { zolSetErrStatus(0); return 0; });
