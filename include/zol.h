@@ -597,6 +597,135 @@ ZOL_API double zolNorm(ZolImage* srcImageA, ZolImage* srcImageB, int normType);
  * Free it with zolDeallocate(image, ZOL_FREE_HEADER | ZOL_FREE_DATA). */
 ZOL_API ZolImage* zolCreateImageJaehne(int depth, int width, int height);
 
+/* ------------------------------------------------------------------ */
+/* Convolution                                                          */
+/* ------------------------------------------------------------------ */
+
+/* A convolution kernel. values holds nCols x nRows coefficients in reverse
+ * order (stored element k is the caller's element nCols*nRows-1-k) and the
+ * anchor is stored mirrored (nCols-1-anchorX, nRows-1-anchorY), so that
+ * walking the stored values forward over the source is a true convolution:
+ * the impulse response is the caller's kernel. Make, read and free kernels
+ * only with the functions below. */
+typedef struct ZolConvKernel {
+    int32_t nCols;
+    int32_t nRows;
+    int32_t anchorX;  /* stored mirrored */
+    int32_t anchorY;  /* stored mirrored */
+    int32_t* values;  /* stored reversed */
+    int32_t nShiftR;  /* right shift of each kernel's sum */
+} ZolConvKernel;
+
+/* The same with float coefficients and no shift. */
+typedef struct ZolConvKernelFP {
+    int32_t nCols;
+    int32_t nRows;
+    int32_t anchorX;
+    int32_t anchorY;
+    float* values;
+} ZolConvKernelFP;
+
+/* How zolConvolve2D combines the results r of several kernels per pixel. */
+#define ZOL_COMBINE_SUM              0 /* sum of r */
+#define ZOL_COMBINE_SUM_SQUARES      1 /* sum of r*r */
+#define ZOL_COMBINE_SQRT_SUM_SQUARES 2 /* square root of the sum of r*r; |r| for one kernel */
+#define ZOL_COMBINE_MAX              3 /* largest r */
+#define ZOL_COMBINE_MIN              4 /* smallest r */
+
+/* A kernel of nCols x nRows values given in row order, with the anchor
+ * (the output pixel's place in the kernel) at (anchorX, anchorY). NULL after
+ * a report: -5 "(values == 0)", -5 "(nRows<=0 || nCols<=0)", -5
+ * "(anchorX<0 ||anchorY<0 ||nRows<=anchorY || nCols<=anchorX)", in this
+ * order; -4 "Allocation failure". Free it with zolDeleteConvKernel. */
+ZOL_API ZolConvKernel* zolCreateConvKernel(int nCols, int nRows, int anchorX, int anchorY,
+                                           const int* values, int nShiftR);
+/* The same from signed 8-bit values, sign-extended. */
+ZOL_API ZolConvKernel* zolCreateConvKernelChar(int nCols, int nRows, int anchorX, int anchorY,
+                                               const signed char* values, int nShiftR);
+/* The same with float values; free it with zolDeleteConvKernelFP. */
+ZOL_API ZolConvKernelFP* zolCreateConvKernelFP(int nCols, int nRows, int anchorX, int anchorY,
+                                               const float* values);
+/* Reads a kernel back in the caller's terms: anchors unmirrored, *values
+ * (room for nCols*nRows elements) filled in row order. Checks in order:
+ * -5 "kernel==0"; -5 "ownBadKernel((OwnConvKernel*)kernel)"; -5 "nRows==0"
+ * and -5 "nCols==0" (both reported), then a negative status (also one left
+ * by an earlier call) returns; -5 "anchorX==0", -5 "anchorY==0", likewise;
+ * -5 "values==0"; -5 "nShiftR==0". Nothing is written after a failure. */
+ZOL_API void zolGetConvKernel(const ZolConvKernel* kernel, int* nCols, int* nRows, int* anchorX,
+                              int* anchorY, int** values, int* nShiftR);
+/* The same, each value written as its low 8 bits. */
+ZOL_API void zolGetConvKernelChar(const ZolConvKernel* kernel, int* nCols, int* nRows,
+                                  int* anchorX, int* anchorY, signed char** values,
+                                  int* nShiftR);
+/* The same for a float kernel, without nShiftR. */
+ZOL_API void zolGetConvKernelFP(const ZolConvKernelFP* kernel, int* nCols, int* nRows,
+                                int* anchorX, int* anchorY, float** values);
+/* Frees values, then the record: -5 "kernel==0"; -5 "kernel->values==0"
+ * (nothing freed). */
+ZOL_API void zolDeleteConvKernel(ZolConvKernel* kernel);
+ZOL_API void zolDeleteConvKernelFP(ZolConvKernelFP* kernel);
+
+/* dst(x, y) = combination over the nKernels (1 to 10) kernels of
+ * r = (sum over i, j of v[j*nCols+i] * src(x + anchorX - i, y + anchorY - j))
+ *     >> nShiftR,
+ * v and the anchor in the caller's terms. Depths 1U, 8U, 8S, 16U, 16S, 32S,
+ * the same in both images, with the same dataOrder. Pixels beyond the
+ * source's edges are read by its border rules, its border constants clamped
+ * to the depth's range (8U: 300 reads 255); the output does not shrink.
+ * Each kernel runs in an arithmetic class chosen from its worst-case sums
+ * for the depth: exact 16-bit or 32-bit integers, where the shift is an
+ * arithmetic shift (rounding down, count modulo 32); or, for 32S images and
+ * kernels whose sums could pass 32 bits, a float sum rounded to single
+ * precision after each tap in stored order (product and sum in double
+ * precision), rounded to the nearest integer before a shift. One kernel:
+ * SUM gives r, SUM_SQUARES r*r, SQRT_SUM_SQUARES |r|, and any method value
+ * is accepted. Several: the results combine unclamped, in 64-bit integers
+ * when all kernels are 16-bit class and in float otherwise; the square root
+ * of an integer total is rounded to nearest, ties to even. The store clamps
+ * to the depth's range (a float rounded to nearest even first); 1U stores
+ * 1 for a positive result. Checks, in order: "Incorrect Image"; -11 "Bad
+ * ROI offsets"; -5 "kernel==0"; -5 "(nKernels<=0 || nKernels>10)"; -5
+ * "Inadmissible method" (nKernels > 1); -5 "kernel[i]==0" or "Bad kernel
+ * structure"; -5 "Uncompatible images" (depth, order, channel counts); -5
+ * "32F images can be processed only with FP kernel"; -4 "Allocation
+ * failure". ROI, coi (a coi on one image only uses channel 1 of the other),
+ * masks of both images (the AND), tiles and in-place use are honoured; a
+ * coi on an alpha channel, or alpha on a one-channel image, does nothing.
+ * Untouched: the destination outside the region, pixels a mask leaves out,
+ * the alpha channel and channels a coi leaves out, the bits around a 1-bit
+ * region. */
+ZOL_API void zolConvolve2D(ZolImage* srcImage, ZolImage* dstImage, ZolConvKernel** kernel,
+                           int nKernels, int combineMethod);
+/* The same with float kernels on 32F images (-5 "FP kernel can be used
+ * only for 32F images" otherwise). The sum is rounded to float after each
+ * tap, product and sum in double precision; 3x3 and 5x5 kernels on a
+ * one-channel or three-channel pixel step sum all taps in extended
+ * precision and round once. No shift; results are stored unclamped; a NaN
+ * sum of the tap-by-tap route is the default quiet NaN. */
+ZOL_API void zolConvolve2DFP(ZolImage* srcImage, ZolImage* dstImage, ZolConvKernelFP** kernel,
+                             int nKernels, int combineMethod);
+/* dst = (sum over j of sy[j] * sum over i of sx[i] * src(...)) >> (shiftX +
+ * shiftY), with sx the first nCols stored values of Xkernel (and its stored
+ * anchorX and nShiftR) and sy the first nRows stored values of Ykernel (its
+ * anchorY and nShiftR): a true convolution with the row kernel and the
+ * column kernel, the column pass first. Both passes sum in 32-bit integers
+ * that wrap on overflow; the shift is arithmetic (count modulo 32), then the
+ * result is clamped to the depth's range. Depths 1U, 8U, 8S, 16U, 16S, 32S,
+ * the same in both images, with the same origin and dataOrder. Border
+ * constants are taken by their low bits (8U: 300 reads 44). Checks, in
+ * order: "Incorrect Image"; -5 "Xkernel==0" and "Ykernel==0" (both
+ * reported); -5 "srcImage->depth != dstImage->depth", "srcImage->origin !=
+ * dstImage->origin", "srcImage->dataOrder != dstImage->dataOrder",
+ * "nCsrc != nCdst" (colour channels); -5 "nChannels in srcImage ROI !=
+ * nChannels in dstImage ROI" (a coi on one image only, unless the source
+ * has one channel); -5 "Xkernel->nCols <= 0", "Ykernel->nRows <= 0"; then a
+ * negative status, also one left by an earlier call, returns; -5 "Unknown
+ * srcImage->depth" for 32F. ROI, coi, masks of both images, tiles and
+ * in-place use are honoured; the region is cut at the destination's edges;
+ * scratch that cannot be had ends the call without a report. */
+ZOL_API void zolConvolveSep2D(ZolImage* srcImage, ZolImage* dstImage, ZolConvKernel* Xkernel,
+                              ZolConvKernel* Ykernel);
+
 #ifdef __cplusplus
 }
 #endif

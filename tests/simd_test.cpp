@@ -19,6 +19,7 @@
 #include "arith/dyadic.h"
 #include "arith/logic.h"
 #include "core/simd.h"
+#include "filter/convolve.h"
 #include "measure/moments.h"
 #include "measure/norm.h"
 
@@ -116,6 +117,89 @@ std::vector<Entry> constantEntries() {
     return e;
 }
 
+// The convolution kernels read taps beyond the run (up to 24 bytes); each
+// works on a copy of its sources, so in place means the same numbers.
+std::vector<Entry> convEntries() {
+    const zol::ConvKernels& k = zol::convKernels();
+    std::vector<Entry> e;
+    auto copy = [](const uint8_t* a, size_t n) { return Bytes(a, a + n + 32); };
+    for (int P : {1, 3}) {
+        const std::string p = std::to_string(P);
+        for (auto [name, fn] : {std::pair{"whole3x3/", k.whole3x3}, {"whole5x5/", k.whole5x5}})
+            e.push_back({name + p, 2, false,
+                         [fn = fn, P, copy](const uint8_t* a, const uint8_t*, uint8_t* d, size_t n,
+                                            const Param& q) {
+                             const Bytes s = copy(a, n);
+                             const uint8_t* rows[5] = {&s[0], &s[1], &s[5], &s[2], &s[7]};
+                             int32_t c[25];
+                             for (int i = 0; i < 25; ++i) c[i] = int8_t(q.bits >> (i % 4 * 8)) % 5;
+                             std::vector<int16_t> acc(n + 1);
+                             fn(acc.data(), rows, 1, c, P, int(n));
+                             std::memcpy(d, acc.data(), 2 * n);
+                         }});
+        e.push_back({"row/" + p, 2, true,
+                     [fn = k.row, P, copy](const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n,
+                                           const Param& q) {
+                         const Bytes s = copy(a, n);
+                         std::vector<int16_t> acc(n + 1);
+                         std::memcpy(acc.data(), b, 2 * n);  // b's bytes: what is added to
+                         const int32_t c[7] = {1, -1, 3, int32_t(q.bits % 9) - 4, 0, 2, -7};
+                         fn(acc.data(), s.data(), c, int(1 + q.bits % 7), P, int(n), q.bits & 1);
+                         std::memcpy(d, acc.data(), 2 * n);
+                     }});
+        // Row sums within 16 bits: line values and taps kept small.
+        e.push_back({"sepRowShort/" + p, 1, false,
+                     [fn = k.sepRowShort, P, copy](const uint8_t* a, const uint8_t*, uint8_t* d,
+                                                   size_t n, const Param& q) {
+                         const Bytes s = copy(a, n);
+                         std::vector<int16_t> t(n + 32);
+                         for (size_t u = 0; u < t.size(); ++u) t[u] = int16_t(s[u] * 16 - 2040);
+                         const int32_t c[7] = {1, 2, -1, int32_t(q.bits % 3), 1, -2, 1};
+                         fn(d, t.data(), c, int(1 + q.bits % 7), P, int(n), int(q.bits >> 8 & 31),
+                            0, q.bits & 2 ? 1 : 255);
+                     }});
+        e.push_back({"sepRow/" + p, 1, false,
+                     [fn = k.sepRow, P, copy](const uint8_t* a, const uint8_t*, uint8_t* d,
+                                              size_t n, const Param& q) {
+                         const Bytes s = copy(a, n);  // 16-bit line values from bytes
+                         std::vector<int16_t> t(n + 32);
+                         for (size_t u = 0; u < t.size(); ++u) t[u] = int16_t(s[u] * 251 - 32000);
+                         const int32_t c[7] = {1, 2, int32_t(q.bits % 301) - 150, -3, 1, 4, 9};
+                         const bool bit = q.bits & 2;  // 1U or 8U
+                         fn(d, t.data(), c, int(1 + q.bits % 7), P, int(n), int(q.bits >> 8 & 31),
+                            0, bit ? 1 : 255);
+                     }});
+    }
+    e.push_back({"store", 1, false,
+                 [fn = k.store](const uint8_t* a, const uint8_t*, uint8_t* d, size_t n,
+                                const Param& q) {
+                     std::vector<int16_t> v(n + 1);
+                     for (size_t u = 0; u < n; ++u) v[u] = int16_t(a[u] * 251 - 32000);
+                     fn(d, v.data(), int(n), 0, q.bits & 1 ? 1 : 255);
+                 }});
+    e.push_back({"sepColumn", 2, false,
+                 [fn = k.sepColumn, copy](const uint8_t* a, const uint8_t*, uint8_t* d, size_t n,
+                                          const Param& q) {
+                     const Bytes s = copy(a, n);
+                     const uint8_t* rows[12];
+                     int32_t c[12];
+                     for (int j = 0; j < 12; ++j) rows[j] = &s[size_t(j)], c[j] = int32_t(q.bits >> j % 8 & 7) - 3;
+                     std::vector<int16_t> t(n + 1);
+                     fn(t.data(), rows, c, int(1 + q.bits % 12), int64_t(n));
+                     std::memcpy(d, t.data(), 2 * n);
+                 }});
+    e.push_back({"tap", 4, true,
+                 [fn = k.tap](const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n,
+                              const Param& q) {
+                     std::vector<float> acc(n + 1), s(n + 1);
+                     std::memcpy(acc.data(), b, 4 * n);
+                     std::memcpy(s.data(), a, 4 * n);
+                     fn(acc.data(), s.data(), double(q.f), int(n));
+                     std::memcpy(d, acc.data(), 4 * n);
+                 }});
+    return e;
+}
+
 // A measure's result fills the destination's n bytes, its 8 bytes repeated.
 void putResult(uint8_t* d, size_t n, uint64_t r) {
     for (size_t k = 0; k < n; ++k) d[k] = uint8_t(r >> (8 * (k & 7)));
@@ -156,6 +240,7 @@ const Family kFamilies[] = {
     {"logic", logicEntries, zol::logicForm},
     {"dyadic", dyadicEntries, zol::dyadicForm},
     {"constant", constantEntries, zol::constForm},
+    {"convolution", convEntries, zol::convForm},
     {"norm", normEntries, zol::normForm},
     {"moments", momentEntries, zol::momentsForm},
 };

@@ -249,8 +249,8 @@ int32_t rectConst(int depth, int32_t c) {
 // the band below.
 class RectFetch {
 public:
-    RectFetch(const ZolImage* im, const Dst& d, int x, int y, int w, int h)
-        : im_(im), d_(d), x_(x), y_(y), w_(w), h_(h) {}
+    RectFetch(const ZolImage* im, const int32_t* consts, const Dst& d, int x, int y, int w, int h)
+        : im_(im), consts_(consts), d_(d), x_(x), y_(y), w_(w), h_(h) {}
 
     bool run() {
         const int64_t top = std::clamp<int64_t>(-y_, 0, h_);
@@ -273,7 +273,7 @@ private:
         if (i0 >= i1 || j0 >= j1) return true;
         const int mode = im_->borderMode[side] & 3;
         if (mode != ZOL_BORDER_CONSTANT) return mapped(mode, i0, i1, j0, j1);
-        const Pattern pat = elemPattern(im_->depth, rectConst(im_->depth, im_->borderConst[side]));
+        const Pattern pat = elemPattern(im_->depth, rectConst(im_->depth, consts_[side]));
         const int pb = d_.pixelBytes;
         for (int p = 0; p < d_.planes; ++p)
             for (int64_t i = i0; i < i1; ++i) {
@@ -310,6 +310,7 @@ private:
     }
 
     const ZolImage* im_;
+    const int32_t* consts_;
     Dst d_;
     int64_t x_, y_, w_, h_;
 };
@@ -441,6 +442,11 @@ int ownCopyRect(const ZolImage* image, int xFrom, int yFrom, int xTo, int yTo, v
 }
 
 void* ownGetRect(const ZolImage* image, int x, int y, int width, int height, int* stride) {
+    return image ? ownGetRectWith(image, image->borderConst, x, y, width, height, stride) : nullptr;
+}
+
+void* ownGetRectWith(const ZolImage* image, const int32_t* borderConst, int x, int y, int width,
+                     int height, int* stride) {
     if (!image || (image->dataOrder != ZOL_DATA_ORDER_PIXEL &&
                    image->dataOrder != ZOL_DATA_ORDER_PLANE) ||
         !isKnownDepth(image->depth) || (image->align != 4 && image->align != 8))
@@ -467,7 +473,7 @@ void* ownGetRect(const ZolImage* image, int x, int y, int width, int height, int
     if (!d.data) return nullptr;
     // 1-bit padding bits stay clear.
     if (image->depth == ZOL_DEPTH_1U) std::memset(d.data, 0, size_t(bytes));
-    if (!RectFetch(image, d, x, y, width, height).run()) {
+    if (!RectFetch(image, borderConst, d, x, y, width, height).run()) {
         zolFree(d.data);
         return nullptr;
     }

@@ -84,4 +84,10 @@ int ownCopyRect(const ZolImage* image, int xFrom, int yFrom, int xTo, int yTo, v
 // large for an int, no memory, or a tile that did not come.
 void* ownGetRect(const ZolImage* image, int x, int y, int width, int height, int* stride);
 
+// ownGetRect with the four side constants taken from borderConst instead of
+// the header: a family that reads its constants differently (clamped to the
+// depth, say) still hands the application's own header to the callback.
+void* ownGetRectWith(const ZolImage* image, const int32_t* borderConst, int x, int y, int width,
+                     int height, int* stride);
+
 }  // namespace zol

@@ -106,6 +106,50 @@ inline constexpr const char kGetTileWrite[] = "Error get tile to write";
 // A Backtrace report that names no step.
 inline constexpr const char kNoContext[] = "";
 
+// Convolution: kernel records, 2-D and separable convolution.
+inline constexpr const char kCreateConvKernel[] = "zolCreateConvKernel";
+inline constexpr const char kCreateConvKernelChar[] = "zolCreateConvKernelChar";
+inline constexpr const char kCreateConvKernelFP[] = "zolCreateConvKernelFP";
+inline constexpr const char kGetConvKernel[] = "zolGetConvKernel";
+inline constexpr const char kGetConvKernelChar[] = "zolGetConvKernelChar";
+inline constexpr const char kGetConvKernelFP[] = "zolGetConvKernelFP";
+inline constexpr const char kDeleteConvKernel[] = "zolDeleteConvKernel";
+inline constexpr const char kDeleteConvKernelFP[] = "zolDeleteConvKernelFP";
+inline constexpr const char kConvolve2D[] = "zolConvolve2D";
+inline constexpr const char kConvolve2DFP[] = "zolConvolve2DFP";
+inline constexpr const char kConvolveSep2D[] = "zolConvolveSep2D";
+inline constexpr const char kKValuesNull[] = "(values == 0)";
+inline constexpr const char kKSize[] = "(nRows<=0 || nCols<=0)";
+inline constexpr const char kKAnchor[] =
+    "(anchorX<0 ||anchorY<0 ||nRows<=anchorY || nCols<=anchorX)";
+inline constexpr const char kAllocationFailure[] = "Allocation failure";
+inline constexpr const char kKernelNull[] = "kernel==0";
+inline constexpr const char kBadKernelRecord[] = "ownBadKernel((OwnConvKernel*)kernel)";
+inline constexpr const char kOutNRows[] = "nRows==0";
+inline constexpr const char kOutNCols[] = "nCols==0";
+inline constexpr const char kOutAnchorX[] = "anchorX==0";
+inline constexpr const char kOutAnchorY[] = "anchorY==0";
+inline constexpr const char kOutValues[] = "values==0";
+inline constexpr const char kOutShift[] = "nShiftR==0";
+inline constexpr const char kKernelValuesNull[] = "kernel->values==0";
+inline constexpr const char kBadRoiOffsets[] = "Bad ROI offsets";
+inline constexpr const char kNKernels[] = "(nKernels<=0 || nKernels>10)";
+inline constexpr const char kBadMethod[] = "Inadmissible method";
+inline constexpr const char kKernelINull[] = "kernel[i]==0";
+inline constexpr const char kBadKernel[] = "Bad kernel structure";
+inline constexpr const char kUncompatible[] = "Uncompatible images";
+inline constexpr const char kNeedFPKernel[] = "32F images can be processed only with FP kernel";
+inline constexpr const char kFPKernelOnly32F[] = "FP kernel can be used only for 32F images";
+inline constexpr const char kBadFilterCount[] = "Inadmissible number of filter";
+inline constexpr const char kBadDepths[] = "Inadmissible images depths";
+inline constexpr const char kXKernelNull[] = "Xkernel==0";
+inline constexpr const char kYKernelNull[] = "Ykernel==0";
+inline constexpr const char kSepNC[] = "nCsrc != nCdst";
+inline constexpr const char kSepCoi[] = "nChannels in srcImage ROI != nChannels in dstImage ROI";
+inline constexpr const char kXCols[] = "Xkernel->nCols <= 0";
+inline constexpr const char kYRows[] = "Ykernel->nRows <= 0";
+inline constexpr const char kUnknownDepth[] = "Unknown srcImage->depth";
+
 // Histogram and lookup.
 inline constexpr const char kComputeHisto[] = "zolComputeHisto";
 inline constexpr const char kContrastStretch[] = "zolContrastStretch";
