@@ -460,6 +460,260 @@ ZOL_API void zolSetFP(ZolImage* image, float fillValue);
 ZOL_API void zolExchange(ZolImage* srcImage, ZolImage* dstImage);
 
 /* ------------------------------------------------------------------ */
+/* Fourier transform, cosine transform, spectrum product                */
+/* ------------------------------------------------------------------ */
+
+/* Flags of zolRealFft2D and zolCcsFft2D; other bits are ignored. */
+#define ZOL_FFT_FORWARD   1   /* kernel exp(-2 pi i (ux/W + vy/H)), never scaled */
+#define ZOL_FFT_INVERSE   2   /* kernel exp(+2 pi i (...)), divided by W*H */
+#define ZOL_FFT_NO_SCALE  4   /* no division by W*H on the inverse */
+#define ZOL_FFT_USE_INT   16  /* 32-bit fixed point, 6 fractional bits (not with 32F) */
+#define ZOL_FFT_USE_FLOAT 32  /* single precision (also the default route) */
+#define ZOL_FFT_FREE      128 /* release the thread's tables and buffers only */
+
+/* Flags of zolDCT2D. The two low bits are one field: 1 forward, 2 inverse,
+ * 0 and 3 do nothing after the checks. */
+#define ZOL_DCT_FORWARD     1
+#define ZOL_DCT_INVERSE     2
+#define ZOL_DCT_FREE        8  /* release the thread's tables only */
+#define ZOL_DCT_WORK_IN_SRC 16 /* 16S planes without ROI: the source is scratch */
+
+/* The packed spectrum of a real W x H image (W, H the common region):
+ * column 0 holds the transform over y of horizontal frequency 0 in the
+ * one-dimensional packing (row 0 F(0,0); rows 2m-1, 2m Re and Im of F(m,0);
+ * for even H row H-1 F(H/2,0)); for even W column W-1 the same for u = W/2;
+ * columns 2k-1 and 2k (k = 1 .. (W-1)/2, or W/2-1 for even W) Re and Im of
+ * F(y,k) for every row y in natural order. H = 1 or W = 1: the packing of
+ * the single row or column.
+ *
+ * zolRealFft2D: real pixels to the packed spectrum. zolCcsFft2D: a packed
+ * spectrum to real pixels. Both take the direction from flags. Depths 8U,
+ * 8S, 16U, 16S, 32S, 32F in each image, independently; pixel or plane order
+ * in each. W and H are the smaller of the two regions' sizes (ROIs cut at
+ * the image edges), each image from its own corner; the channels are those
+ * of the coi or all but alpha, in step. srcImage may be dstImage.
+ * Float route: a power-of-two length of at least 4 runs a fast transform,
+ * any other the direct sum in extended precision. Writing to an integer
+ * depth: the two-dimensional spectrum rounds to nearest (ties to even) and
+ * saturates; every other output (one-dimensional shapes, all of
+ * zolCcsFft2D) saturates then truncates toward zero; NaN gives 0. 32F gets
+ * the floats unchanged. Fixed route (ZOL_FFT_USE_INT, no 32F image): samples
+ * times 64, 32-bit sums that wrap, 14-bit twiddles; results are shifted back
+ * by 6 (and by log2 of the size when normalising a power-of-two size; other
+ * sizes scale by 1/N in single precision, rounded to even), values in
+ * (-2^s, 0) becoming 0, then clamped to the depth (32S copied).
+ * The thread keeps its tables and buffers until ZOL_FFT_FREE or its exit.
+ * ZOL_FFT_FREE is honoured before anything else. Faults, in this order,
+ * each -5 with the failed condition as its context: no direction, both
+ * directions, both routes, then per image (source first) NULL ("srcImage==0"),
+ * the header check (its status, "Incorrect Image"), an alpha channel that
+ * is not the last, depth 1U, no pixels in memory; then the coi rules and the
+ * channel counts. An alpha-only channel set returns silently; memory that
+ * cannot be had (after one retry with emptied tables) and an empty region
+ * are -4 "No working memory". Untouched: the destination outside W x H, its alpha
+ * channel and channels outside the set. */
+ZOL_API void zolRealFft2D(ZolImage* srcImage, ZolImage* dstImage, int flags);
+ZOL_API void zolCcsFft2D(ZolImage* srcImage, ZolImage* dstImage, int flags);
+
+/* The orthonormal cosine transform of the W x H source region (its ROI, or
+ * the whole image): forward F(v,u) = 2/sqrt(WH) c(u) c(v) sum f(y,x)
+ * cos((2x+1)u pi/2W) cos((2y+1)v pi/2H), c(0) = 1/sqrt 2, else 1; inverse
+ * its transpose. Depths 8U, 8S, 16U, 16S, 32S (the two may differ; 1U and
+ * 32F refused); equal nChannels, width, height and data order; both images
+ * with an ROI or neither, each inside its image; the destination region
+ * starts at its own ROI offsets with the source's size and must fit. A
+ * source coi selects one channel and the destination coi names the one
+ * written; otherwise all channels but alpha. In-place is refused.
+ * 4x4 and 8x8 blocks of depths up to 16 bits take 16-bit fixed point
+ * (16U above 32767 read as 32767; results saturate to 16 bits, then to
+ * the destination); all else single precision, rounded to nearest (ties
+ * to even) and saturated. flags & 3: 1 forward, 2 inverse, 0 or 3 nothing;
+ * ZOL_DCT_FREE releases the thread's tables only. A negative status left
+ * by an earlier call makes the call do nothing: clear it first. Lack of
+ * memory ends the call silently with the destination untouched. */
+ZOL_API void zolDCT2D(ZolImage* srcImage, ZolImage* dstImage, int flags);
+
+/* dst = srcA * srcB on packed spectra (the layout above), in the complex
+ * sense: real elements (0,0), and for even sizes (W-1,0), (0,H-1),
+ * (W-1,H-1), multiply as reals; every other element is half of a pair
+ * (re, im), along y in column 0 and, for even W, column W-1, along x in
+ * every row elsewhere. Depths 8S, 16S, 32S, 32F, equal in all three (8U,
+ * 16U, 1U sources: -17). 8S and 16S form products and sums in 32 bits
+ * (wrapping) and clamp to the depth; 32S keeps the low 32 bits; 32F forms
+ * each result exactly and rounds it once to single precision. No scaling.
+ * W, H: the smallest of the three regions; each image from its own corner;
+ * channels of the coi or all but alpha, in step; all three images are
+ * addressed in srcA's data order. Any image may also be the destination.
+ * Tiled images are refused by doing nothing. */
+ZOL_API void zolMpyRCPack2D(ZolImage* srcA, ZolImage* srcB, ZolImage* dst);
+
+/* Resize, zoom, decimate                                               */
+/* ------------------------------------------------------------------ */
+
+#define ZOL_INTER_NN     0 /* nearest neighbour */
+#define ZOL_INTER_LINEAR 1 /* bilinear */
+#define ZOL_INTER_CUBIC  2 /* cubic through four samples each way */
+#define ZOL_INTER_SUPER  3 /* area average, reduction only */
+
+/* Scales the source region by xDst/xSrc and yDst/ySrc into the
+ * destination region. Depths 1U, 8U, 16U, equal in both images, with equal
+ * dataOrder; not in place (-5 "This function isn`t in-plase function").
+ * Destination column i samples source u = i * xSrc/xDst from the region's
+ * corner (no half-pixel shift), the index being round(u + 0.00001 - 0.5);
+ * rows likewise. Nearest copies that sample. Linear: 14-bit weights w =
+ * round(frac * 16384 + 0.00001 - 0.5), horizontal h = (a(16384-w) + bw) >> 8
+ * kept in 16 bits and vertical (h0(16384-v) + h1 v) >> 20; 16U halves each
+ * sample first, then >> 14 and >> 13 (so 65535 gives 65534); shifts
+ * truncate; the last sample takes weight 16384 on itself. Cubic: the
+ * four-point cubic by forward differences in float, the sample index taken
+ * in image coordinates (samples around the region are read, none outside
+ * the image), the image's last sample held at t = 2, result round(p +
+ * 0.00001 - 0.5) clamped. 1U, or a source under 2 pixels either way, runs
+ * nearest; cubic on a source under 4 runs linear; a reduction by whole
+ * factors in both directions runs nearest. ZOL_INTER_SUPER goes to
+ * zolDecimate (reductions only, else -5). The written size is the
+ * destination region's, cut where the last column or row would fall past
+ * the source; the rest stays untouched. The channel set is the coi, or all
+ * but alpha; sets of different sizes are -2 "srcImage COI != dstImage COI".
+ * A source mask is scaled onto the written rectangle by nearest neighbour
+ * and ANDed with the destination's; only pixels whose bit is 1 are written.
+ * Tiled images on either side give the same pixels as plain ones. Argument
+ * checks report and go on, then a negative status (even one left from an
+ * earlier call) ends the call; any negative status is then reported again
+ * as -1 under zolResize. Returns the status. */
+ZOL_API int zolResize(ZolImage* srcImage, ZolImage* dstImage, int xDst, int xSrc, int yDst,
+                      int ySrc, int interpolate);
+/* zolResize for enlargements only (nearest, linear, cubic): xDst < xSrc or
+ * yDst < ySrc is -5 "xDst < xSrc || yDst < ySrc". Returns nothing. */
+ZOL_API void zolZoom(ZolImage* srcImage, ZolImage* dstImage, int xDst, int xSrc, int yDst,
+                     int ySrc, int interpolate);
+/* Reduces the source region by xDst/xSrc, yDst/ySrc (each at most 1) with
+ * positions in 1/256 pixel: steps xSrc*256/xDst cut to an integer, columns
+ * at 256*x0 + i*step from the source region's corner, plus 128 on an axis
+ * whose factor is not whole in nearest mode. Nearest takes the sample at
+ * p >> 8. Linear uses q = p - 1, weights 256 - f and f, result ((v >> 15) +
+ * 1) >> 1 (one direction: ((v >> 7) + 1) >> 1); position 0 copies. Cubic
+ * is the Lagrange cubic through four samples in extended precision, cut
+ * toward zero and clamped; with a plain source the last row or column is
+ * left unwritten where the samples would run out. ZOL_INTER_SUPER averages
+ * the box of the step with fractional edge weights: (W * 256/(xStep*yStep)
+ * + 0.5) cut; 1U gives 1 for a mean of one half or more. 1U runs nearest
+ * for linear and cubic; a source under 4 pixels either way runs nearest;
+ * whole factors both ways run nearest except area. Depths 1U, 8U, 16U;
+ * maskROI is not looked at. Written size: the destination region cut to
+ * source size * xDst / xSrc. Returns a negative status when a check fails,
+ * 1 when done, 0 when the work fails after a report (a tile that did not
+ * come, -3; scratch memory, -4), the pieces done staying written. */
+ZOL_API int zolDecimate(ZolImage* srcImage, ZolImage* dstImage, int xDst, int xSrc, int yDst,
+                        int ySrc, int interpolate);
+
+/* Scaled multiplication and alpha compositing                          */
+/* ------------------------------------------------------------------ */
+
+/* Common to the five functions below: depths 8U and 16U alone, the same in
+ * every image; M is the top of the depth (255 or 65535) and stands for 1.0.
+ * div(x) is x / M truncated, exact for every product of two values up to M
+ * (div(M * M) = M). Data orders may differ from image to image. Each image
+ * works on its own region (ROI cut at its edges, or the whole image), all
+ * cut to the least width and height, each from its own corner. The masks of
+ * the images (up to six) are combined by zolAnd, each placed by its own
+ * region; a clear bit leaves the pixel alone in every channel. Tiled images
+ * (not masks) may have different tile grids: windows of the first tiled
+ * image's tiles are served as one piece of memory per image; a refused tile
+ * ends the walk with -2 "ERROR in Tiling callBack", windows done staying
+ * written. The destination may be a source. Checks, in order: the
+ * destination (NULL is -5 "dstImage==0"; a bad header reports its status
+ * with "Incorrect Image"), then each source likewise; an image with alpha
+ * that has one channel or whose coi is its alpha channel ends the call
+ * silently, the status kept; depths ("dstImage->depth != 8 &&
+ * dstImage->depth != 16", "srcImageA->depth != dstImage->depth"); coi
+ * agreement (a coi on either side needs a ROI with a coi on the other);
+ * colour channel counts; the masks. Two or more masks with a negative status
+ * afterwards (even one left by an earlier call) report -1 "Bad masks for
+ * images" and write nothing. The row padding and every element outside the
+ * common region are untouched. */
+
+/* dst = div(a * b): 255 * 255 = 255, 128 * 128 = 64, 1 * 1 = 0 at 8U;
+ * 65535 * 65535 = 65535 at 16U. No saturation is needed. The alpha channel
+ * of every image is neither read nor written. */
+ZOL_API void zolMultiplyScale(ZolImage* srcImageA, ZolImage* srcImageB, ZolImage* dstImage);
+/* dst = div(src * v), v being value cut to 0..M (300 at 8U leaves the image
+ * unchanged, -1 gives zeros). As zolMultiplyScale otherwise, the contexts
+ * naming srcImage. */
+ZOL_API void zolMultiplySScale(ZolImage* srcImage, ZolImage* dstImage, int value);
+
+/* Multiplies the colour channels of image in place by an alpha p:
+ * c = div(c * p). A negative alphaValue takes p from each pixel's own alpha
+ * channel (-5 "image->alphaChannel < 1" without one); otherwise p is
+ * alphaValue cut to M, and the alpha channel, if any, is set to it. A coi
+ * walks that channel alone (the alpha channel is still set). The image's
+ * mask selects pixels. */
+ZOL_API void zolPreMultiplyAlpha(ZolImage* image, int alphaValue);
+
+/* Compositing operators, with a, b the alphas of the sources. */
+#define ZOL_COMPOSITE_OVER 0 /* A over B */
+#define ZOL_COMPOSITE_IN   1 /* A in B */
+#define ZOL_COMPOSITE_OUT  2 /* A out of B */
+#define ZOL_COMPOSITE_ATOP 3 /* A atop B */
+#define ZOL_COMPOSITE_XOR  4 /* A xor B */
+#define ZOL_COMPOSITE_PLUS 5 /* A plus B */
+
+/* dst = A op B per colour channel, and optionally the resulting alpha.
+ * Alpha a comes from alphaImageA (its alpha channel, or channel 1 without
+ * one) or else from srcImageA's alpha channel (-5 "srcImageA->alphaChannel
+ * < 1" without one); alpha b from alphaImageB, or, only when no alpha image
+ * is given at all, from srcImageB's alpha channel; otherwise b = M - a.
+ * The result alpha goes to alphaImageDst's alpha channel, or to dstImage's
+ * if it has one, or nowhere. premulAlpha 1: colours are already multiplied
+ * by their alpha (A' = A), 0: A' = div(A * a), B' = div(B * b).
+ * Three routes, chosen by the data, each with its own exact results:
+ *  - divideMode 1, the floating route, in double precision with a and b
+ *    scaled by s (8U: 1/255 rounded to single precision; 16U: 1/65535):
+ *    OVER  C = A' + B'(1 - a)   Ca = a + (1 - a) b
+ *    IN    C = A' b             Ca = a b
+ *    OUT   C = A' (1 - b)       Ca = a (1 - b)
+ *    ATOP  C = A' b + B'(1 - a) Ca = b
+ *    XOR   C = A'(1 - b) + B'(1 - a)   Ca = (1 - b) a + (1 - a) b
+ *    PLUS  C = A' + B'          Ca = a + b
+ *    then, where Ca > s * s / 2, C = C / Ca; values round to nearest (ties
+ *    to even), Ca is stored as Ca * M, and everything is capped at M.
+ *  - the packed route, when srcImageA, srcImageB, dstImage and the images
+ *    alphas are read from and written to are all in PLANE order, there is
+ *    no mask and divideMode is 0: each product is taken by itself:
+ *    OVER  C = A' + div((M - a) B')   Ca = a + div((M - a) b)
+ *    IN    C = div(b A')              Ca = div(a b)
+ *    OUT   C = div((M - b) A')        Ca = div((M - b) a)
+ *    ATOP  C = div(b A') + div((M - a) B')   Ca = b
+ *    XOR   C = div((M - b) A') + div((M - a) B')
+ *          Ca = div((M - b) a) + div((M - a) b)
+ *    PLUS  C = A' + B'                Ca = a + b
+ *  - otherwise the integer route:
+ *    OVER  C = A' + B' - div(B' a)    Ca = a + b - div(a b)
+ *    IN    C = div(A' b)              Ca = div(a b)
+ *    OUT   C = A' - div(A' b)         Ca = a - div(a b)
+ *    ATOP  C = div(A' b) + B' - div(B' a)    Ca = b
+ *    XOR   C = A' - div(A' b) + B' - div(B' a)   Ca = a + b - 2 div(a b)
+ *    PLUS  C = A' + B'                Ca = a + b
+ *  Every result is capped at M. The packed results are the integer ones
+ *  less one per product that is not a multiple of M. Alphas are read
+ *  before anything is written, so an alpha destination that is also an
+ *  alpha source gives the same result as separate images. Checks after
+ *  the common ones: alpha sources, alpha destination ("alphaImageDst->
+ *  alphaChannel < 1"), then compositeType, premulAlpha and divideMode,
+ *  each -5 with its condition. The destination's alpha channel is written
+ *  only as the alpha destination. */
+ZOL_API void zolAlphaComposite(ZolImage* srcImageA, ZolImage* srcImageB, ZolImage* dstImage,
+                               int compositeType, ZolImage* alphaImageA, ZolImage* alphaImageB,
+                               ZolImage* alphaImageDst, int premulAlpha, int divideMode);
+/* As zolAlphaComposite with alpha constants: a negative aA (aB) reads the
+ * alpha channel of srcImageA (srcImageB), otherwise the value cut to M
+ * (300 is 255 at 8U) is the alpha of every pixel. Only the floating and the
+ * integer routes; no alpha is written, the destination's alpha channel
+ * stays as it was. */
+ZOL_API void zolAlphaCompositeC(ZolImage* srcImageA, ZolImage* srcImageB, ZolImage* dstImage,
+                                int compositeType, int aA, int aB, int premulAlpha,
+                                int divideMode);
+
 /* Histogram and lookup                                                 */
 /* ------------------------------------------------------------------ */
 
@@ -725,6 +979,122 @@ ZOL_API void zolConvolve2DFP(ZolImage* srcImage, ZolImage* dstImage, ZolConvKern
  * scratch that cannot be had ends the call without a report. */
 ZOL_API void zolConvolveSep2D(ZolImage* srcImage, ZolImage* dstImage, ZolConvKernel* Xkernel,
                               ZolConvKernel* Ykernel);
+/* Colour twist                                                         */
+/* ------------------------------------------------------------------ */
+
+/* A fixed-point 3x3 matrix with additive terms. data[4r+c] (r, c in 0..2)
+ * weighs source channel c into destination channel r; data[3], data[7],
+ * data[11] are the additive terms, in the same scaled units; row 3 is kept
+ * but never read. Every entry is divided by 2^scalingValue (0..31). */
+typedef struct ZolColorTwist {
+    int32_t data[16];
+    int32_t scalingValue;
+} ZolColorTwist;
+
+/* A new twist holding a copy of the 16 entries; NULL after a report for a
+ * NULL data or a scale outside 0..31 ("bad_argument", -5) or no memory
+ * ("matrix_is_not_allocated", -4). Free it with zolDeleteColorTwist. */
+ZOL_API ZolColorTwist* zolCreateColorTwist(const int32_t* data, int scalingValue);
+/* Overwrites all entries and the scale; the twist is unchanged on failure. */
+ZOL_API void zolSetColorTwist(ZolColorTwist* cTwist, const int32_t* data, int scalingValue);
+/* For channels 0..2 of every pixel of the common region (8U or 16U, source
+ * values unsigned), for each output r:
+ *   y = clamp(floor((m[4r] p0 + m[4r+1] p1 + m[4r+2] p2 + m[4r+3]) / 2^s), 0, MAX)
+ *   out = clamp(y + offset, 0, MAX)
+ * exactly, for any entries, scale and offset. Regions keep their own
+ * corners and are cut to the least size; masks of either image select
+ * pixels (both masks: their conjunction); tiled images mix with plain ones
+ * in any grid; src may be dst. Further channels (alpha included) are
+ * neither read nor written; colorModel, channelSeq and coi are ignored. */
+ZOL_API void zolApplyColorTwist(ZolImage* srcImage, ZolImage* dstImage,
+                                const ZolColorTwist* cTwist, int offset);
+
+/* ------------------------------------------------------------------ */
+/* Colour-space conversions                                             */
+/* ------------------------------------------------------------------ */
+
+/* Conversions between RGB and another colour space, pixel by pixel over the
+ * smaller width and height of two whole images (no ROI on either; masks are
+ * not looked at), or over the destination's tiles with each source
+ * rectangle read through tiles and borders. The source may have more than
+ * three channels (further ones skipped); dst has exactly three. The RGB
+ * side is addressed by channelSeq: in pixel order "R..." puts red first and
+ * "B..." last; in plane order each of R, G, B is the plane its letter
+ * names. The other side's channels are 0, 1, 2 in the order of its name.
+ * A conversion from RGB writes the model's name ("HSV", "HLS", "XYZ",
+ * "YUV", "YCr", "LUV") to dst's colorModel and channelSeq, also when it
+ * then refuses the depth; a conversion to RGB requires the source's name.
+ * src and dst must be different images.
+ *
+ * HSV, HLS (8U, 16U, 32S): V = max, L = (max + min) >> 1; S = 255 d / max
+ *   (integer) at 8U, else trunc(MAX d / max) in double; HLS S = trunc(MAX d
+ *   / s) for s = max + min <= MAX, else trunc(MAX d / (2 MAX - s)). Hue in
+ *   degrees 0..359 (trunc, 360 added to negative values), halved at 8U.
+ *   Back: 8U in integers with 2^11 and 2^13 fixed-point slopes, low 8 bits
+ *   stored; 16U and 32S in double, truncated. A hue of 360 (180 at 8U) is
+ *   sector 0; larger ones fall in the last sector.
+ * XYZ (8U, 16U: 2^14 weights, +8192, >> 14; X, Y unclamped, Z <= MAX, RGB
+ *   to 0..MAX. 32F: single-precision weights summed in double, rounded once,
+ *   no clamp. 32S: double weights, truncated; Z, R, G, B clamped to
+ *   0..2^31-1).
+ * YUV (8U -> 8S, 16U -> 16S: Y = (4899 R + 9617 G + 1868 B) >> 14, U = B - Y,
+ *   V = R - Y from the unclamped Y, each saturated to the signed range; back
+ *   R = Y + V, B = Y + U, G = Y - ((8340 V + 3179 U) >> 14), saturated. 32F,
+ *   32S: 0.299, 0.587, 0.114 and 0.509, 0.194). dst's depth is not checked:
+ *   rows are written at the source's sample width.
+ * YCrCb (channel 1 the blue, channel 2 the red difference; 8U and 16U in
+ *   2^14 fixed point with offsets for 128 or 32768 and no clamp forward;
+ *   back clamped to 0..MAX. 32F: 0.5 offsets, back clamped below at 0. 32S:
+ *   offsets 2^30-1, truncated, back clamped to 0..2^31-1).
+ * YCC to RGB (8U only): 2^14 indices clamped to 0..360 into a fixed table.
+ * LUV (32F only): L = 116 (Y / 0.329)^(1/3) - 16, U = 13 L (u - 0.19783),
+ *   V = 13 L (v - 0.46832); L = U = V = 0 for Y <= 0.00329. Back clamps
+ *   negative RGB to 0. */
+ZOL_API void zolRGB2HSV(ZolImage* src, ZolImage* dst);
+ZOL_API void zolHSV2RGB(ZolImage* src, ZolImage* dst);
+ZOL_API void zolRGB2HLS(ZolImage* src, ZolImage* dst);
+ZOL_API void zolHLS2RGB(ZolImage* src, ZolImage* dst);
+ZOL_API void zolRGB2XYZ(ZolImage* src, ZolImage* dst);
+ZOL_API void zolXYZ2RGB(ZolImage* src, ZolImage* dst);
+ZOL_API void zolRGB2YUV(ZolImage* src, ZolImage* dst);
+ZOL_API void zolYUV2RGB(ZolImage* src, ZolImage* dst);
+ZOL_API void zolRGB2YCrCb(ZolImage* src, ZolImage* dst);
+ZOL_API void zolYCrCb2RGB(ZolImage* src, ZolImage* dst);
+ZOL_API void zolYCC2RGB(ZolImage* src, ZolImage* dst);
+ZOL_API void zolRGB2LUV(ZolImage* src, ZolImage* dst);
+ZOL_API void zolLUV2RGB(ZolImage* src, ZolImage* dst);
+
+/* ------------------------------------------------------------------ */
+/* Gray conversion, bit reduction and dither                            */
+/* ------------------------------------------------------------------ */
+
+#define ZOL_DITHER_NONE   1
+#define ZOL_DITHER_FS     2  /* Floyd-Steinberg */
+#define ZOL_DITHER_JJN    4  /* Jarvis-Judice-Ninke */
+#define ZOL_DITHER_STUCKI 8
+#define ZOL_DITHER_BAYER  16 /* ordered 4x4 matrix */
+
+/* An RGB image (8U, 16U, 32S; channels past the third skipped) into a GRAY
+ * one (8U, 16U, 1U; only the first plane of a plane-order dst is written)
+ * by integer weights 54, 183, 18 (sum 255) and truncating shifts: 8U->8U
+ * and 16U->16U >> 8, 8U->16U unshifted, 16U->8U >> 16 (plane order: 9-bit
+ * weights by pairs of pixels), 32S by 109, 366, 37 on values >> 11 (>> 10
+ * for 1U). A 1U result is set above half the range. Whole images, no ROI,
+ * masks not looked at; tiles as the colour conversions. */
+ZOL_API void zolColorToGray(ZolImage* src, ZolImage* dst);
+/* A GRAY image into channels R, G, B of an RGB one of the same depth (or
+ * 1U into 8U): channel c = (v * w_c) >> s with w_c = trunc(fract_c * 256)
+ * (s = 8) or trunc(fract_c * 32768) (16U, 32S: s = 15), all three 0
+ * selecting the fixed weights. Further channels of dst are untouched. */
+ZOL_API void zolGrayToColor(ZolImage* src, ZolImage* dst, float fractR, float fractG, float fractB);
+/* Lowers the depth: 8U->1U, 16U->8U/1U, 32S->16U/8U/1U by cutting (1U: set
+ * above half the range), optionally after random jitter of amplitude
+ * jitterType (0..8; tables filled from rand(), which the library never
+ * seeds), then optionally dithers an RGB or GRAY 8U/16U dst to levelBits
+ * bits by error diffusion (ZOL_DITHER_FS, _JJN, _STUCKI; each neighbour
+ * clamped after every addition) or ZOL_DITHER_BAYER. No ROI; the source is
+ * never changed; a tiled dst dithers to the same values as an untiled one. */
+ZOL_API void zolReduceBits(ZolImage* src, ZolImage* dst, int jitterType, int ditherType, int levelBits);
 
 #ifdef __cplusplus
 }

@@ -15,9 +15,11 @@
 #include <string>
 #include <vector>
 
+#include "arith/alpha.h"
 #include "arith/constant.h"
 #include "arith/dyadic.h"
 #include "arith/logic.h"
+#include "colour/kernels.h"
 #include "core/simd.h"
 #include "filter/convolve.h"
 #include "measure/moments.h"
@@ -42,6 +44,7 @@ struct Entry {
     bool pair;
     std::function<void(const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n, const Param& p)>
         call;
+    bool inPlace = true;  // false where d holds fewer bytes than a (colour to gray)
 };
 
 template <class T>
@@ -200,6 +203,92 @@ std::vector<Entry> convEntries() {
     return e;
 }
 
+// Three-byte pixels; the twist's matrix comes from the call's bits, its
+// sums within 32 bits as the front end guarantees.
+std::vector<Entry> colourEntries() {
+    const zol::ColourKernels& k = zol::colourKernels();
+    std::vector<Entry> e;
+    e.push_back({"ycc8", 3, false, [fn = k.ycc8](const uint8_t* a, const uint8_t*, uint8_t* d, size_t n,
+                                                 const Param& p) { fn(a, d, n, p.bits & 1); }});
+    e.push_back({"gray8", 3, false, [fn = k.gray8](const uint8_t* a, const uint8_t*, uint8_t* d, size_t n,
+                                                   const Param& p) { fn(a, d, n, p.bits & 1); },
+                 false});
+    for (auto [name, fn] : {std::pair{"yuv8", k.yuv8}, {"xyz8", k.xyz8}, {"hsv8", k.hsv8}, {"hsvBack8", k.hsvBack8}})
+        e.push_back({name, 3, false, [fn = fn](const uint8_t* a, const uint8_t*, uint8_t* d, size_t n,
+                                               const Param& p) { fn(a, d, n, p.bits & 1); }});
+    e.push_back({"twist8", 3, false, [fn = k.twist8](const uint8_t* a, const uint8_t*, uint8_t* d,
+                                                     size_t n, const Param& p) {
+                     std::mt19937 g(p.bits);
+                     zol::Twist8 t;
+                     for (auto& row : t.m)
+                         for (int32_t& v : row)  // 16-bit weights at times: another route
+                             v = p.bits & 2 ? int32_t(g() % 65536) - 32768 : int32_t(g() % (1u << 21)) - (1 << 20);
+                     t.shift = int(p.bits % 32);
+                     t.offset = std::max(-512, std::min(512, p.i));
+                     fn(a, d, n, t);
+                 }});
+    return e;
+}
+
+// Compositing rows read colours A, B from a, b and take b, a as the alphas;
+// they write a scratch row, copied to d, since their output is never a source.
+template <class T>
+std::vector<Entry> alphaDepth(const zol::AlphaKernels& k, const char* depth) {
+    std::vector<Entry> e;
+    for (int r = 0; r < zol::kRoutes; ++r)
+        for (int op = 0; op < zol::kOperators; ++op) {
+            const std::string name = std::string(depth) + " route " + std::to_string(r) + " op " +
+                                     std::to_string(op);
+            for (int pm = 0; pm < 2; ++pm)
+                e.push_back({name + (pm ? " premul" : ""), sizeof(T), true,
+                             [fn = zol::colourRow<T>(k, op, zol::CompositeRoute(r), pm)](
+                                 const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n,
+                                 const Param&) {
+                                 std::vector<T> out(n + 1);
+                                 const T* A = reinterpret_cast<const T*>(a);
+                                 const T* B = reinterpret_cast<const T*>(b);
+                                 fn(int(n), A, B, B, A, out.data());
+                                 std::memcpy(d, out.data(), n * sizeof(T));
+                             }});
+            e.push_back(
+                {name + " alpha", sizeof(T), true,
+                 [fn = zol::alphaRow<T>(k, op, zol::CompositeRoute(r))](
+                     const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n, const Param&) {
+                     std::vector<T> out(n + 1);
+                     fn(int(n), reinterpret_cast<const T*>(a), reinterpret_cast<const T*>(b),
+                        out.data());
+                     std::memcpy(d, out.data(), n * sizeof(T));
+                 }});
+        }
+    return e;
+}
+
+std::vector<Entry> alphaEntries() {
+    const zol::AlphaKernels& k = zol::alphaKernels();
+    std::vector<Entry> e = alphaDepth<uint8_t>(k, "8u");
+    for (Entry& x : alphaDepth<uint16_t>(k, "16u")) e.push_back(std::move(x));
+    // RGBA rows that write every byte, so in-place calls compare too.
+    const zol::RgbaAlphas hows[] = {{0, 0, 0, 0, true}, {1, 2, 77, 0, true}, {0, 1, 0, 200, true}};
+    for (int r = 1; r < zol::kRoutes; ++r)
+        for (int op = 0; op < zol::kOperators; ++op)
+            for (int pm = 0; pm < 2; ++pm)
+                for (const zol::RgbaAlphas& how : hows)
+                    e.push_back({"rgba route " + std::to_string(r) + " op " + std::to_string(op) +
+                                     (pm ? " premul" : "") + " from " + std::to_string(how.aFrom) +
+                                     std::to_string(how.bFrom),
+                                 4, true,
+                                 [fn = k.rgba8[r][op][pm], how](
+                                     const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n,
+                                     const Param&) { fn(int(n), a, b, d, how); }});
+    e.push_back({"mulScale8u", 1, true,
+                 [fn = k.mul8](const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n,
+                               const Param&) { fn(d, a, b, n); }});
+    e.push_back({"mulSScale8u", 1, false,
+                 [fn = k.mulS8](const uint8_t* a, const uint8_t*, uint8_t* d, size_t n,
+                                const Param& p) { fn(d, a, p.bits & 0xFF, n); }});
+    return e;
+}
+
 // A measure's result fills the destination's n bytes, its 8 bytes repeated.
 void putResult(uint8_t* d, size_t n, uint64_t r) {
     for (size_t k = 0; k < n; ++k) d[k] = uint8_t(r >> (8 * (k & 7)));
@@ -241,6 +330,8 @@ const Family kFamilies[] = {
     {"dyadic", dyadicEntries, zol::dyadicForm},
     {"constant", constantEntries, zol::constForm},
     {"convolution", convEntries, zol::convForm},
+    {"colour", colourEntries, zol::colourForm},
+    {"alpha", alphaEntries, zol::alphaForm},
     {"norm", normEntries, zol::normForm},
     {"moments", momentEntries, zol::momentsForm},
 };
@@ -318,6 +409,7 @@ TEST(SimdForms, EveryEntryEqualsPlain) {
                         want.call(&a[at], &b[at], &w[at], n, p);
                         got.call(&a[at], &b[at], &o[at], n, p);
                         ASSERT_EQ(w, o) << "param " << p.bits << " " << p.i << " " << p.f;
+                        if (!want.inPlace) continue;
                         got.call(&onA[at], &b[at], &onA[at], n, p);
                         ASSERT_EQ(0, std::memcmp(&w[at], &onA[at], bytes)) << "in place of a";
                         if (!want.pair) continue;

@@ -41,6 +41,7 @@ TileServer::TileServer(ZolImage* backing, int tileW, int tileH)
 TileServer::~TileServer() {
     registry().erase(tiled_->tileInfo);
     std::free(fresh_buf_);
+    for (auto& h : heldMany_) std::free(h.second.first);
     zolDeallocate(tiled_, ZOL_FREE_HEADER | ZOL_FREE_TILE | ZOL_FREE_ROI);
 }
 
@@ -67,6 +68,9 @@ void TileServer::request(int x, int y, int mode) {
     ZolTileInfo* info = tiled_->tileInfo;
     if (mode != ZOL_TILE_READ && mode != ZOL_TILE_WRITE)
         breaches_.push_back("unknown mode " + std::to_string(mode));
+    if (several_ && heldMany_.count({x, y}))
+        breaches_.push_back("tile " + std::to_string(x) + "," + std::to_string(y) +
+                            " requested twice");
     if (holding_)
         breaches_.push_back("tile " + std::to_string(x) + "," + std::to_string(y) +
                             " requested while " + std::to_string(hx_) + "," +
@@ -76,6 +80,14 @@ void TileServer::request(int x, int y, int mode) {
         breaches_.push_back("tile " + std::to_string(x) + "," + std::to_string(y) + " off the grid");
     if (off || (failAt_ > 0 && --failAt_ == 0)) {
         info->tileData = nullptr;
+        return;
+    }
+    if (several_) {
+        char* own = static_cast<char*>(std::malloc(buffer_.size()));
+        std::memset(own, 0xA5, buffer_.size());
+        heldMany_[{x, y}] = {own, mode};
+        info->tileData = own;
+        copyTile(true, own, x, y);
         return;
     }
     char* buf = buffer_.data();
@@ -91,18 +103,31 @@ void TileServer::request(int x, int y, int mode) {
     hx_ = x;
     hy_ = y;
     hmode_ = mode;
-    copyTile(true);
+    copyTile(true, buf, x, y);
 }
 
 void TileServer::release(int x, int y) {
     log_.push_back({x, y, ZOL_TILE_RELEASE});
     sequence().push_back({this, log_.back()});
+    if (several_) {
+        auto it = heldMany_.find({x, y});
+        if (it == heldMany_.end() || tiled_->tileInfo->tileData != it->second.first) {
+            breaches_.push_back("release of tile " + std::to_string(x) + "," + std::to_string(y) +
+                                " not held or with another buffer");
+            return;
+        }
+        if (it->second.second == ZOL_TILE_WRITE) copyTile(false, it->second.first, x, y);
+        std::free(it->second.first);
+        heldMany_.erase(it);
+        tiled_->tileInfo->tileData = nullptr;
+        return;
+    }
     if (!holding_ || x != hx_ || y != hy_) {
         breaches_.push_back("release of tile " + std::to_string(x) + "," + std::to_string(y) +
                             " not held");
         return;
     }
-    if (hmode_ == ZOL_TILE_WRITE) copyTile(false);
+    if (hmode_ == ZOL_TILE_WRITE) copyTile(false, static_cast<char*>(tiled_->tileInfo->tileData), hx_, hy_);
     holding_ = false;
     if (!keep_) tiled_->tileInfo->tileData = nullptr;
     if (fresh_) {
@@ -114,10 +139,9 @@ void TileServer::release(int x, int y) {
 
 // Copies the part of the held tile that lies in the image, into the tile
 // buffer or back into the backing image.
-void TileServer::copyTile(bool toTile) {
+void TileServer::copyTile(bool toTile, char* tile, int tx, int ty) {
     const ZolImage* b = backing_;
-    char* tile = static_cast<char*>(tiled_->tileInfo->tileData);
-    const int x0 = hx_ * tw_, y0 = hy_ * th_;
+    const int x0 = tx * tw_, y0 = ty * th_;
     const int w = std::min(tw_, b->width - x0), h = std::min(th_, b->height - y0);
     const bool pixel = b->dataOrder == ZOL_DATA_ORDER_PIXEL;
     const int planes = pixel ? 1 : b->nChannels;

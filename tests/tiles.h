@@ -3,6 +3,7 @@
 // be told to misbehave.
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -44,12 +45,15 @@ public:
     // Indices one past the grid are refused silently (tileData NULL) rather
     // than counted as a breach, for walks allowed to ask there.
     void allowPastGrid(bool on) { pastGrid_ = on; }
+    // Several tiles may be held at once, each in a buffer of its own; a
+    // release must come with tileData set to that tile's buffer.
+    void allowSeveral(bool on) { several_ = on; }
 
     // Breaches of the contract seen so far: a second tile requested while
     // one is held, a release of a tile not held, indices off the grid, and
     // (checked by held()) tiles never released.
     const std::vector<std::string>& breaches() const { return breaches_; }
-    bool held() const { return holding_; }
+    bool held() const { return holding_ || !heldMany_.empty(); }
 
     int columns() const;
     int rows() const;
@@ -59,7 +63,7 @@ public:
 private:
     void request(int x, int y, int mode);
     void release(int x, int y);
-    void copyTile(bool toTile);
+    void copyTile(bool toTile, char* tile, int tx, int ty);
 
     ZolImage* backing_;
     ZolImage* tiled_ = nullptr;
@@ -69,7 +73,8 @@ private:
     std::vector<char> buffer_;
     char* fresh_buf_ = nullptr;
     int failAt_ = 0;
-    bool fresh_ = false, keep_ = false, pastGrid_ = false;
+    bool fresh_ = false, keep_ = false, pastGrid_ = false, several_ = false;
+    std::map<std::pair<int, int>, std::pair<char*, int>> heldMany_;  // buffer, mode
     bool holding_ = false;
     int hx_ = 0, hy_ = 0, hmode_ = 0;
 };

@@ -77,9 +77,4 @@ ZolThreadContext* ownGetContext() {
     return ctx;
 }
 
-// The transform families own these caches; until they hold anything there
-// is nothing to release.
-void ownFftFreeTables(ZolThreadContext*) {}
-void ownDctFreeTables(ZolThreadContext*) {}
-
 }  // namespace zol

@@ -7,12 +7,10 @@
 
 namespace zol {
 
-// Per-thread tables of the Fourier family; all zero until that family
-// fills them.
+// Per-thread tables and work buffers of the Fourier family, owned by it;
+// NULL until its first call.
 struct FftCache {
     void* tables;
-    void* work;
-    int32_t size;
 };
 
 struct ZolThreadContext {

@@ -150,6 +150,177 @@ inline constexpr const char kXCols[] = "Xkernel->nCols <= 0";
 inline constexpr const char kYRows[] = "Ykernel->nRows <= 0";
 inline constexpr const char kUnknownDepth[] = "Unknown srcImage->depth";
 
+// Resize, zoom, decimate.
+inline constexpr const char kResize[] = "zolResize";
+inline constexpr const char kZoom[] = "zolZoom";
+inline constexpr const char kDecimate[] = "zolDecimate";
+inline constexpr const char kResizeSuperUp[] =
+    "(interpolate == ZOL_INTER_SUPER) && (xDst > xSrc || yDst > ySrc)";
+inline constexpr const char kResizeInterp[] =
+    "interpolate != ZOL_INTER_NN && interpolate != ZOL_INTER_LINEAR && "
+    "interpolate != ZOL_INTER_CUBIC";
+inline constexpr const char kResizeDepths[] =
+    "srcImage->depth != ZOL_DEPTH_1U && srcImage->depth != ZOL_DEPTH_8U && "
+    "srcImage->depth != ZOL_DEPTH_16U";
+inline constexpr const char kResizeX[] = "xDst <= 0 || xSrc <= 0";
+inline constexpr const char kResizeY[] = "yDst <= 0 || ySrc <= 0";
+inline constexpr const char kNotInPlace[] = "This function isn`t in-plase function";
+inline constexpr const char kZoomShrinks[] = "xDst < xSrc || yDst < ySrc";
+inline constexpr const char kDecSame[] = "srcImage == dstImage";
+inline constexpr const char kDecNChSrc0[] = "nChannelsSrc == 0";
+inline constexpr const char kDecNChDst0[] = "nChannelsDst == 0";
+inline constexpr const char kDecNCh[] = "nChannelsSrc != nChannelsDst";
+inline constexpr const char kDecInterp[] =
+    "interpolate != ZOL_INTER_NN, ZOL_INTER_LINEAR, ZOL_INTER_CUBIC or ZOL_INTER_SUPER";
+inline constexpr const char kDecXDst[] = "xDst <= 0";
+inline constexpr const char kDecXSrc[] = "xSrc <= 0";
+inline constexpr const char kDecYDst[] = "yDst <= 0";
+inline constexpr const char kDecYSrc[] = "ySrc <= 0";
+inline constexpr const char kDecXUp[] = "xDst > xSrc";
+inline constexpr const char kDecYUp[] = "yDst > ySrc";
+inline constexpr const char kDecDepth[] = "srcImage->depth is wrong";
+inline constexpr const char kDecSrcTile[] = "srcImage->tileInfo->callBack crash";
+inline constexpr const char kDecDstTile[] = "dstImage->tileInfo->callBack crash";
+
+// Scaled multiplication and alpha compositing, and the tile group they walk with.
+inline constexpr const char kMultiplyScale[] = "zolMultiplyScale";
+inline constexpr const char kMultiplySScale[] = "zolMultiplySScale";
+inline constexpr const char kPreMultiplyAlpha[] = "zolPreMultiplyAlpha";
+inline constexpr const char kAlphaComposite[] = "zolAlphaComposite";
+inline constexpr const char kAlphaCompositeC[] = "zolAlphaCompositeC";
+inline constexpr const char kTilingCallBack[] = "ERROR in Tiling callBack";
+inline constexpr const char kNoWorkingMemory[] = "No working memory";
+inline constexpr const char kInternalTiling[] = "Internal tiling error";
+inline constexpr const char kBadMasks[] = "Bad masks for images";
+inline constexpr const char kDstDepth8or16[] = "dstImage->depth != 8 && dstImage->depth != 16";
+inline constexpr const char kImageDepth8or16[] = "image->depth != 8 && image->depth != 16";
+inline constexpr const char kBadCompositeType[] =
+    "compositeType != 0 && compositeType != 1 && compositeType != 2 && compositeType != 3 && "
+    "compositeType != 4 && compositeType != 5";
+inline constexpr const char kBadPremul[] = "premulAlpha != 0 && premulAlpha != 1";
+inline constexpr const char kBadDivideMode[] = "divideMode != 0 && divideMode != 1";
+
+// The words of the checks of one image of these families, by its name.
+struct ImageTexts {
+    const char* null;        // "x==0"
+    const char* alpha;       // alpha channel other than the last
+    const char* depth;       // depth unlike the destination's
+    const char* alphaLow;    // no alpha channel where one is read
+    const char* alphaHigh;   // alpha channel past the channels
+    const char* coi[4];      // coi agreement with the destination, as a source
+    const char* channels;    // colour channel counts, as a source
+};
+inline constexpr ImageTexts kSrcImageATexts = {
+    "srcImageA==0",
+    "srcImageA->alphaChannel > 0 && srcImageA->alphaChannel != srcImageA->nChannels",
+    "srcImageA->depth != dstImage->depth",
+    "srcImageA->alphaChannel < 1",
+    "srcImageA->alphaChannel > srcImageA->nChannels",
+    {"dstImage->roi->coi > 0 && srcImageA->roi == 0",
+     "dstImage->roi->coi > 0 && srcImageA->roi->coi == 0",
+     "srcImageA->roi->coi > 0 && dstImage->roi == 0",
+     "srcImageA->roi->coi > 0 && dstImage->roi->coi == 0"},
+    "(srcImageA->nChannels - (srcImageA->alphaChannel != 0)) != (dstImage->nChannels - (dstImage->alphaChannel != 0))"};
+inline constexpr ImageTexts kSrcImageBTexts = {
+    "srcImageB==0",
+    "srcImageB->alphaChannel > 0 && srcImageB->alphaChannel != srcImageB->nChannels",
+    "srcImageB->depth != dstImage->depth",
+    "srcImageB->alphaChannel < 1",
+    "srcImageB->alphaChannel > srcImageB->nChannels",
+    {"dstImage->roi->coi > 0 && srcImageB->roi == 0",
+     "dstImage->roi->coi > 0 && srcImageB->roi->coi == 0",
+     "srcImageB->roi->coi > 0 && dstImage->roi == 0",
+     "srcImageB->roi->coi > 0 && dstImage->roi->coi == 0"},
+    "(srcImageB->nChannels - (srcImageB->alphaChannel != 0)) != (dstImage->nChannels - (dstImage->alphaChannel != 0))"};
+inline constexpr ImageTexts kSrcImageTexts = {
+    "srcImage==0",
+    "srcImage->alphaChannel > 0 && srcImage->alphaChannel != srcImage->nChannels",
+    "srcImage->depth != dstImage->depth",
+    "srcImage->alphaChannel < 1",
+    "srcImage->alphaChannel > srcImage->nChannels",
+    {"dstImage->roi->coi > 0 && srcImage->roi == 0",
+     "dstImage->roi->coi > 0 && srcImage->roi->coi == 0",
+     "srcImage->roi->coi > 0 && dstImage->roi == 0",
+     "srcImage->roi->coi > 0 && dstImage->roi->coi == 0"},
+    "(srcImage->nChannels - (srcImage->alphaChannel != 0)) != (dstImage->nChannels - (dstImage->alphaChannel != 0))"};
+inline constexpr ImageTexts kDstImageTexts = {
+    "dstImage==0",
+    "dstImage->alphaChannel > 0 && dstImage->alphaChannel != dstImage->nChannels",
+    nullptr,
+    nullptr,
+    nullptr,
+    {nullptr,
+     nullptr,
+     nullptr,
+     nullptr},
+    nullptr};
+inline constexpr ImageTexts kAlphaImageATexts = {
+    "alphaImageA==0",
+    "alphaImageA->alphaChannel > 0 && alphaImageA->alphaChannel != alphaImageA->nChannels",
+    "alphaImageA->depth != dstImage->depth",
+    nullptr,
+    nullptr,
+    {nullptr,
+     nullptr,
+     nullptr,
+     nullptr},
+    nullptr};
+inline constexpr ImageTexts kAlphaImageBTexts = {
+    "alphaImageB==0",
+    "alphaImageB->alphaChannel > 0 && alphaImageB->alphaChannel != alphaImageB->nChannels",
+    "alphaImageB->depth != dstImage->depth",
+    nullptr,
+    nullptr,
+    {nullptr,
+     nullptr,
+     nullptr,
+     nullptr},
+    nullptr};
+inline constexpr ImageTexts kAlphaImageDstTexts = {
+    "alphaImageDst==0",
+    "alphaImageDst->alphaChannel > 0 && alphaImageDst->alphaChannel != alphaImageDst->nChannels",
+    "alphaImageDst->depth != dstImage->depth",
+    "alphaImageDst->alphaChannel < 1",
+    "alphaImageDst->alphaChannel > alphaImageDst->nChannels",
+    {nullptr,
+     nullptr,
+     nullptr,
+     nullptr},
+    nullptr};
+inline constexpr ImageTexts kMasksTexts = {
+    "masks[imask]==0",
+    "masks[imask]->alphaChannel > 0 && masks[imask]->alphaChannel != masks[imask]->nChannels",
+    nullptr,
+    nullptr,
+    nullptr,
+    {nullptr,
+     nullptr,
+     nullptr,
+     nullptr},
+    nullptr};
+inline constexpr ImageTexts kImageTexts = {
+    "image==0",
+    "image->alphaChannel > 0 && image->alphaChannel != image->nChannels",
+    nullptr,
+    "image->alphaChannel < 1",
+    "image->alphaChannel > image->nChannels",
+    {nullptr,
+     nullptr,
+     nullptr,
+     nullptr},
+    nullptr};
+inline constexpr ImageTexts kMROITexts = {
+    "mROI==0",
+    "mROI->alphaChannel > 0 && mROI->alphaChannel != mROI->nChannels",
+    nullptr,
+    nullptr,
+    nullptr,
+    {nullptr,
+     nullptr,
+     nullptr,
+     nullptr},
+    nullptr};
+
 // Histogram and lookup.
 inline constexpr const char kComputeHisto[] = "zolComputeHisto";
 inline constexpr const char kContrastStretch[] = "zolContrastStretch";
@@ -201,6 +372,52 @@ inline constexpr const char kJaehneNoHeader[] =
     "Not enough memory to allocate header for ImageJaehne";
 inline constexpr const char kJaehneNoData[] =
     "Not enough memory to allocate imageData for ImageJaehne";
+
+// Fourier and cosine transforms, spectrum product.
+inline constexpr const char kRealFft2D[] = "zolRealFft2D";
+inline constexpr const char kCcsFft2D[] = "zolCcsFft2D";
+inline constexpr const char kDCT2D[] = "zolDCT2D";
+inline constexpr const char kMpyRCPack2D[] = "zolMpyRCPack2D";
+inline constexpr const char kFftNoDirection[] = "(flags & 1) == 0 && (flags & 2 ) == 0";
+inline constexpr const char kFftTwoDirections[] = "(flags & 1) != 0 && (flags & 2 ) != 0";
+inline constexpr const char kFftTwoRoutes[] = "(flags & 32) != 0 && (flags & 16 ) != 0";
+inline constexpr const char kFftSrcAlpha[] =
+    "srcImage->alphaChannel > 0 && srcImage->alphaChannel != srcImage->nChannels";
+inline constexpr const char kFftDstAlpha[] =
+    "dstImage->alphaChannel > 0 && dstImage->alphaChannel != dstImage->nChannels";
+inline constexpr const char kFftSrcDepth1[] = "srcImage->depth == 1";
+inline constexpr const char kFftDstDepth1[] = "dstImage->depth == 1";
+inline constexpr const char kFftSrcData[] = "srcImage->imageData == ((void*)(0))";
+inline constexpr const char kFftDstData[] = "dstImage->imageData == ((void*)(0))";
+inline constexpr const char kFftDstCoiNoSrcRoi[] = "dstImage->roi->coi > 0 && srcImage->roi == 0";
+inline constexpr const char kFftDstCoiSrcNoCoi[] =
+    "dstImage->roi->coi > 0 && srcImage->roi->coi == 0";
+inline constexpr const char kFftSrcCoiNoDstRoi[] = "srcImage->roi->coi > 0 && dstImage->roi == 0";
+inline constexpr const char kFftSrcCoiDstNoCoi[] =
+    "srcImage->roi->coi > 0 && dstImage->roi->coi == 0";
+inline constexpr const char kFftChannels[] =
+    "(srcImage->nChannels - (srcImage->alphaChannel != 0)) != "
+    "(dstImage->nChannels - (dstImage->alphaChannel != 0))";
+inline constexpr const char kFftInputData[] = "Error in input data";
+inline constexpr const char kFftNoMemory[] = "No working memory";
+inline constexpr const char kDctSrcNull[] = "src==0";
+inline constexpr const char kDctDstNull[] = "dst==0";
+inline constexpr const char kDctInPlace[] = "\nFunction does not support inplace operation";
+inline constexpr const char kDct1U[] = "\nImages with 1u depth are not processed";
+inline constexpr const char kDct32F[] = "\nImages with 32F depth are not processed, sorry";
+inline constexpr const char kDctAlpha[] = "\nAlpha channel may be 0 or equal to number of channels";
+inline constexpr const char kDctAlphaCoi[] =
+    "\nBad combination of alpha, COI and number of channels";
+inline constexpr const char kDctCompatible[] = "Images are not compatible";
+inline constexpr const char kMpyDepth[] = "srcA->depth || srcB->depth == 8U||16U||1U";
+inline constexpr const char kMpyDepthAB[] = "(srcA->depth != srcB->depth)";
+inline constexpr const char kMpyDepthDst[] = "(srcA->depth != dst->depth)";
+inline constexpr const char kMpyAlphaA[] = "srcA->alphaChannel";
+inline constexpr const char kMpyAlphaB[] = "srcB->alphaChannel";
+inline constexpr const char kMpyAlphaD[] = "dst->alphaChannel";
+inline constexpr const char kMpyCoiA[] = "srcA-roi->coi";
+inline constexpr const char kMpyCoiB[] = "srcB-roi->coi";
+inline constexpr const char kMpyCoiD[] = "dst-roi->coi";
 
 // Reporting.
 inline constexpr const char kUnknown[] = "<unknown>";
