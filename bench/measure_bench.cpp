@@ -1,4 +1,4 @@
-// Histogram, lookup, equalisation, moments and norms on 1920x1080 8U
+// Histogram, lookup, equalisation, threshold, moments and norms on 1920x1080 8U
 // images of one channel, one thread. With OpenCV installed each row stands
 // beside its OpenCV counterpart, and the summary at exit gives the ratio
 // (libzol time / OpenCV time: below 1.0 is faster).
@@ -78,6 +78,7 @@ void BM_zol(benchmark::State& state, const std::string& op) {
             zolComputeHisto(d.a, lv.ptr);
             zolHistoEqualize(d.a, d.d, lv.ptr);
         });
+    if (op == "threshold") run(state, op, [&] { zolThreshold(d.a, d.d, 128); });
     if (op == "moments") {
         ZolMomentState st;
         run(state, op, [&] { zolMoments(d.a, &st); });
@@ -106,6 +107,8 @@ void BM_opencv(benchmark::State& state, const std::string& op) {
         run(state, name, [&] { cv::calcHist(&a, 1, channels, cv::Mat(), hist, 1, sizes, ranges); });
     if (op == "lookup") run(state, name, [&] { cv::LUT(a, table, dst); });
     if (op == "equalize") run(state, name, [&] { cv::equalizeHist(a, dst); });
+    if (op == "threshold")  // > 127 is >= 128
+        run(state, name, [&] { cv::threshold(a, dst, 127, 255, cv::THRESH_BINARY); });
     if (op == "moments") run(state, name, [&] { sink = cv::moments(a, false).m30; });
     if (op == "norm_l1") run(state, name, [&] { sink = cv::norm(a, cv::NORM_L1); });
     if (op == "norm_l2") run(state, name, [&] { sink = cv::norm(a, cv::NORM_L2); });
@@ -116,7 +119,7 @@ void BM_opencv(benchmark::State& state, const std::string& op) {
 }
 #endif
 
-const char* const kOps[] = {"histogram", "lookup",  "equalize",     "moments",
+const char* const kOps[] = {"histogram", "lookup",  "equalize",     "threshold", "moments",
                             "norm_l1",   "norm_l2", "norm_max",     "norm_l2_diff",
                             "norm_l1_rel"};
 

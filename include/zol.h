@@ -770,6 +770,24 @@ ZOL_API void zolContrastStretch(ZolImage* srcImage, ZolImage* dstImage, ZolLUT**
 ZOL_API void zolHistoEqualize(ZolImage* srcImage, ZolImage* dstImage, ZolLUT** lut);
 
 /* ------------------------------------------------------------------ */
+/* Threshold                                                            */
+/* ------------------------------------------------------------------ */
+
+/* Each element of the channel set (the coi alone, else all channels but
+ * alpha) in the common region, read by the source's depth and compared in
+ * signed 32 bits, becomes the destination depth's largest value if it is
+ * >= Threshold, else its smallest (1U: bit set or clear; 8U 0/255; 8S
+ * -128/127; 16U 0/65535; 16S -32768/32767; 32S INT_MIN/INT_MAX). Nothing
+ * is scaled. Source depths 8U, 8S, 16U, 16S, 32S; destination depths those
+ * and 1U, where only the region's bits change. Threshold must lie in the
+ * source depth's range (32S takes any). Masks of either image (their AND
+ * when both are given), tiles of either image and in-place use are
+ * honoured; a clear mask bit keeps every channel of the pixel. A coi on an
+ * alpha channel ends the call silently. Any failed check ends the call
+ * with nothing written. */
+ZOL_API void zolThreshold(ZolImage* srcImage, ZolImage* dstImage, int Threshold);
+
+/* ------------------------------------------------------------------ */
 /* Moments                                                              */
 /* ------------------------------------------------------------------ */
 

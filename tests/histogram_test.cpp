@@ -75,27 +75,6 @@ std::vector<int32_t> intervals(const ZolLUT& r, const std::vector<int64_t>& coun
     return v;
 }
 
-// Calls f(i, j) for every pixel of the common region the masks select,
-// with each image's corner in (sx, sy), (dx, dy).
-template <class F>
-void overRegion(const Subject& s, const Subject* d, F f) {
-    int sx, sy, w, h, dx = 0, dy = 0, dw, dh, m[2][4];
-    s.region(sx, sy, w, h);
-    if (d) d->region(dx, dy, dw, dh), w = std::min(w, dw), h = std::min(h, dh);
-    const Subject* ms[2] = {&s, d && d->mask.get() != s.mask.get() ? d : nullptr};
-    for (int k = 0; k < 2; ++k)
-        if (ms[k] && ms[k]->maskRegion(m[k][0], m[k][1], m[k][2], m[k][3]))
-            w = std::min(w, m[k][2]), h = std::min(h, m[k][3]);
-        else ms[k] = nullptr;
-    for (int j = 0; j < h; ++j)
-        for (int i = 0; i < w; ++i) {
-            bool on = true;
-            for (int k = 0; k < 2; ++k)
-                if (ms[k]) on = on && ms[k]->maskBit(m[k][0] + i, m[k][1] + j);
-            if (on) f(sx + i, sy + j, dx + i, dy + j);
-        }
-}
-
 TEST(Histogram, CountsAgreeWithModel) {
     for (uint32_t seed = 0; seed < 300; ++seed) {
         std::mt19937 g(seed);
@@ -115,7 +94,7 @@ TEST(Histogram, CountsAgreeWithModel) {
             lut[size_t(first + k)] = &recs.back()->lut;
         }
         std::vector<std::vector<int64_t>> counts(static_cast<size_t>(n), std::vector<int64_t>(static_cast<size_t>(hs)));
-        overRegion(s, nullptr, [&](int x, int y, int, int) {
+        subj::overRegion(s, nullptr, [&](int x, int y, int, int) {
             for (int k = 0; k < n; ++k) ++counts[size_t(k)][size_t(kit::get(s.img, x, y, first + k))];
         });
         std::vector<int32_t> last;
@@ -172,7 +151,7 @@ TEST(Histogram, MapsAgreeWithModel) {
         ZolImage src0 = *s.img.get(), out = *dst.img.get();  // the model's copies
         src0.imageData = reinterpret_cast<char*>(before.data());
         out.imageData = reinterpret_cast<char*>(want.data());
-        overRegion(s, inPlace ? nullptr : &d, [&](int x, int y, int dx, int dy) {
+        subj::overRegion(s, inPlace ? nullptr : &d, [&](int x, int y, int dx, int dy) {
             if (inPlace) dx = x, dy = y;
             for (int k = 0; k < n; ++k)
                 kit::set(&out, dx, dy, df + k, table[size_t(k)][size_t(kit::get(&src0, x, y, sf + k))]);

@@ -79,6 +79,27 @@ inline int channelSet(const ZolImage* im, int& first, bool alphaAloneEnds = true
     return coi ? 1 : im->nChannels - (im->alphaChannel ? 1 : 0);
 }
 
+// Calls f(i, j) for every pixel of the common region the masks select,
+// with each image's corner in (sx, sy), (dx, dy).
+template <class F>
+inline void overRegion(const Subject& s, const Subject* d, F f) {
+    int sx, sy, w, h, dx = 0, dy = 0, dw, dh, m[2][4];
+    s.region(sx, sy, w, h);
+    if (d) d->region(dx, dy, dw, dh), w = std::min(w, dw), h = std::min(h, dh);
+    const Subject* ms[2] = {&s, d && d->mask.get() != s.mask.get() ? d : nullptr};
+    for (int k = 0; k < 2; ++k)
+        if (ms[k] && ms[k]->maskRegion(m[k][0], m[k][1], m[k][2], m[k][3]))
+            w = std::min(w, m[k][2]), h = std::min(h, m[k][3]);
+        else ms[k] = nullptr;
+    for (int j = 0; j < h; ++j)
+        for (int i = 0; i < w; ++i) {
+            bool on = true;
+            for (int k = 0; k < 2; ++k)
+                if (ms[k]) on = on && ms[k]->maskBit(m[k][0] + i, m[k][1] + j);
+            if (on) f(sx + i, sy + j, dx + i, dy + j);
+        }
+}
+
 inline bool released(const Subject& s) {
     return !s.tiles || (s.tiles->breaches().empty() && !s.tiles->held());
 }
