@@ -24,6 +24,7 @@
 #include "filter/convolve.h"
 #include "measure/moments.h"
 #include "measure/norm.h"
+#include "measure/threshold.h"
 
 namespace {
 
@@ -319,6 +320,14 @@ std::vector<Entry> momentEntries() {
              }}};
 }
 
+std::vector<Entry> thresholdEntries() {
+    return {{"run8", 1, false,
+             [fn = zol::thresholdKernels().run8](const uint8_t* a, const uint8_t*, uint8_t* d,
+                                                 size_t n, const Param& p) {
+                 fn(a, d, n, uint8_t(p.bits));
+             }}};
+}
+
 struct Family {
     const char* name;
     std::vector<Entry> (*entries)();
@@ -334,6 +343,7 @@ const Family kFamilies[] = {
     {"alpha", alphaEntries, zol::alphaForm},
     {"norm", normEntries, zol::normForm},
     {"moments", momentEntries, zol::momentsForm},
+    {"threshold", thresholdEntries, zol::thresholdForm},
 };
 
 // Bytes mostly from the edges of 8-, 16- and 32-bit elements, which makes

@@ -5,12 +5,32 @@
 #include <cstdint>
 #include <type_traits>
 
+#include "measure/threshold.h"
+
 #include "core/cellwalk.h"
 #include "core/frame.h"
 #include "core/image.h"
 #include "core/rect.h"
 
 namespace zol {
+
+namespace plain {
+void thresholdRun8(const uint8_t* s, uint8_t* d, size_t n, uint8_t t) {
+    for (size_t i = 0; i < n; ++i) d[i] = s[i] >= t ? 255 : 0;
+}
+}  // namespace plain
+
+namespace {
+ThresholdKernels makeTable(Form form) {
+    ThresholdKernels k{plain::thresholdRun8};
+    thresholdSimd(form, k);
+    return k;
+}
+}  // namespace
+
+const ThresholdKernels& thresholdKernels() { return tableForActiveForm(makeTable); }
+Form thresholdForm() { return activeForm(); }
+
 namespace {
 
 constexpr char kThreshold[] = "zolThreshold";
@@ -44,6 +64,22 @@ void thresholdRow(void* context, const CellRow& row) {
             if (on(x)) setBitAt(d, row.dstBit + x, int32_t(s[x * k.pixS]) >= t);
     } else {
         const ptrdiff_t cd = k.planeD ? row.dstPlane / ptrdiff_t(sizeof(D)) : 1;
+        if constexpr (std::is_same_v<S, uint8_t> && std::is_same_v<D, uint8_t> && !Masked) {
+            // Whole pixels side by side, or one plane's elements: one run.
+            const bool run = k.pixS == k.pixD && (k.pixS == 1 || (k.pixS == k.n && cs == 1 && cd == 1));
+            if (run && t >= 0) {  // t is in 0..255 for an 8U source
+                thresholdKernels().run8(reinterpret_cast<const uint8_t*>(s),
+                                        reinterpret_cast<uint8_t*>(row.dst) + k.firstD * cd,
+                                        size_t(row.width) * size_t(k.pixS == 1 ? 1 : k.n),
+                                        uint8_t(t));
+                if (k.pixS == 1)
+                    for (int c = 1; c < k.n; ++c)
+                        thresholdKernels().run8(reinterpret_cast<const uint8_t*>(s + c * cs),
+                                                reinterpret_cast<uint8_t*>(row.dst) + (k.firstD + c) * cd,
+                                                size_t(row.width), uint8_t(t));
+                return;
+            }
+        }
         D* d = reinterpret_cast<D*>(row.dst) + k.firstD * cd;
         const D lo = D(k.lo), hi = D(k.hi);
         for (int x = 0; x < row.width; ++x) {
