@@ -714,6 +714,150 @@ ZOL_API void zolAlphaCompositeC(ZolImage* srcImageA, ZolImage* srcImageB, ZolIma
                                 int compositeType, int aA, int aB, int premulAlpha,
                                 int divideMode);
 
+/* Histogram and lookup                                                 */
+/* ------------------------------------------------------------------ */
+
+/* A step curve or polyline over the levels of one channel: num keys, not
+ * descending, from at least 0 to at most histSize (2 for 1U, 256 for 8U,
+ * 65536 for 16U), cut the levels into intervals; value[j] belongs to the
+ * levels key[j] .. key[j+1]-1. With interpolateType non-zero interval j is
+ * the line value[j] + (level - key[j]) * factor[j]. When the last key lies
+ * below histSize, value[num-1] (and factor[num-1]) cover the levels from it
+ * up. The operations take an array of pointers indexed by absolute channel
+ * (from 0) and touch only the entries of the image's channel set: the coi
+ * alone, else every channel but the alpha channel; a set that is the alpha
+ * channel alone ends the call silently. Record faults are -5 with the
+ * contexts "lut[k]==0", "lut[k]->key==0", "lut[k]->value==0",
+ * "lut[k]->num < 2", "lut[k]->key[0] < 0",
+ * "lut[k]->key[lut[k]->num-1] > histSize" and
+ * "lut[k]->key[i] > lut[k]->key[i+1]", checked in that order channel by
+ * channel. A negative status left by an earlier call ends these operations
+ * silently. */
+typedef struct ZolLUT {
+    int32_t num;             /* number of keys, at least 2 */
+    int32_t* key;            /* num interval bounds */
+    int32_t* value;          /* a count or level per interval */
+    int32_t* factor;         /* slopes, read only when interpolateType != 0 */
+    int32_t interpolateType; /* 0: steps; otherwise lines */
+} ZolLUT;
+
+/* Counts the pixels of the region of srcImage (ROI, coi, maskROI placed by
+ * its own ROI, tiles) per level of each channel of the set, then writes
+ * value[j] = the count of levels key[j] .. key[j+1]-1 for j < num-1, and
+ * interpolateType = 0. value[num-1], key, factor and num stay. Depths 1U,
+ * 8U, 16U; a signed or 32F depth, or a NULL lut, are -5 and the call ends
+ * at the leftover-status test that follows. */
+ZOL_API void zolComputeHisto(ZolImage* srcImage, ZolLUT** lut);
+/* Maps the common region of srcImage into dstImage through the curve of
+ * each channel's record: levels below key[0] stay; from key[0] on, the
+ * curve's value at the level, of which the low 8 or 16 bits are kept (300
+ * becomes 44 at 8U). The walk moves past one key per level at most, so a
+ * key repeated stops it there. Depths 8U, 16U, alike in both images, with
+ * the same origin and (unless both have one channel) the same dataOrder;
+ * these checks report and go on, the last one standing. Masks of either
+ * image (their AND when both differ), tiles on either image and in-place
+ * use are honoured; the alpha channel and the pixels outside stay. */
+ZOL_API void zolContrastStretch(ZolImage* srcImage, ZolImage* dstImage, ZolLUT** lut);
+/* Equalises through the counts held in the records (as zolComputeHisto
+ * left them), not through the image: each interval's count is spread over
+ * its levels (the remainder on the last one), summed up to running totals
+ * H, and level i maps to (255 * H[i]) / total in integers at 8U, to
+ * H[i] * 65535.0 / total truncated at 16U. A total of 0 is -3, "All values
+ * in histogram are zeroes", before anything is written. After the mapping
+ * the value arrays of the destination's channel set get the counts the
+ * records foresee for the mapped image. Accepts images as
+ * zolContrastStretch does. */
+ZOL_API void zolHistoEqualize(ZolImage* srcImage, ZolImage* dstImage, ZolLUT** lut);
+
+/* ------------------------------------------------------------------ */
+/* Threshold                                                            */
+/* ------------------------------------------------------------------ */
+
+/* Each element of the channel set (the coi alone, else all channels but
+ * alpha) in the common region, read by the source's depth and compared in
+ * signed 32 bits, becomes the destination depth's largest value if it is
+ * >= Threshold, else its smallest (1U: bit set or clear; 8U 0/255; 8S
+ * -128/127; 16U 0/65535; 16S -32768/32767; 32S INT_MIN/INT_MAX). Nothing
+ * is scaled. Source depths 8U, 8S, 16U, 16S, 32S; destination depths those
+ * and 1U, where only the region's bits change. Threshold must lie in the
+ * source depth's range (32S takes any). Masks of either image (their AND
+ * when both are given), tiles of either image and in-place use are
+ * honoured; a clear mask bit keeps every channel of the pixel. A coi on an
+ * alpha channel ends the call silently. Any failed check ends the call
+ * with nothing written. */
+ZOL_API void zolThreshold(ZolImage* srcImage, ZolImage* dstImage, int Threshold);
+
+/* ------------------------------------------------------------------ */
+/* Moments                                                              */
+/* ------------------------------------------------------------------ */
+
+/* Spatial moments M(m, n) = sum of p(x, y) * x^m * y^n for m + n <= 3 over
+ * the region of one channel, x and y counted from the image's first pixel
+ * (not from the ROI's corner), in double precision. entry[m][n].scale is
+ * (1/w)^m * (1/h)^n for the region's width w and height h. Only the ten
+ * entries with m + n <= 3 are written. */
+typedef struct ZolMomentState {
+    struct {
+        double scale;
+        double value;
+    } entry[4][4];
+} ZolMomentState;
+
+/* Measures the ten moments of the region into state. An image of several
+ * channels needs a ROI with a coi ("Only one channel can be proceed", -5).
+ * The maskROI cuts the region's size to its own region's and leaves out
+ * pixels with a clear bit. Depths 1U, 8U, 8S, 16U, 16S, 32S, 32F; tiles
+ * honoured. Per row the sums of p, p*x, p*x*x and p*x*x*x are formed in
+ * order of x and then scaled by y, y*y, y*y*y; where every partial sum is
+ * an integer below 2^53 this is done exactly in integers, which gives the
+ * same doubles. An empty region leaves state untouched. image->roi points
+ * at a record of the call during it (a tile callback sees it) and is given
+ * back on every path. */
+ZOL_API void zolMoments(ZolImage* image, ZolMomentState* state);
+/* One moment straight from the image, equal to the value zolMoments
+ * stores; 0.0 for an empty region. m, n from 0 to 3 with m + n <= 3, else
+ * -5 "Illegal order of moment" and 0.0. */
+ZOL_API double zolSpatialMoment(ZolImage* image, int m, int n);
+/* zolSpatialMoment divided by w^m * h^n of the region. */
+ZOL_API double zolNormalizedSpatialMoment(ZolImage* image, int m, int n);
+/* The central moment from a zolMoments of the image; 0.0 for an empty
+ * region. */
+ZOL_API double zolCentralMoment(ZolImage* image, int m, int n);
+/* The same times entry[m][n].scale. */
+ZOL_API double zolNormalizedCentralMoment(ZolImage* image, int m, int n);
+/* entry[m][n].value of a filled state. */
+ZOL_API double zolGetSpatialMoment(ZolMomentState* state, int m, int n);
+/* value * scale; reports under the name zolGetSpatialMoment. */
+ZOL_API double zolGetNormalizedSpatialMoment(ZolMomentState* state, int m, int n);
+/* The central moment about the centroid (M10/M00, M01/M00); with
+ * |M00| not above the least normal double the centroid is the middle of
+ * the region's size. (1, 0) and (0, 1) are exactly 0.0. */
+ZOL_API double zolGetCentralMoment(ZolMomentState* state, int m, int n);
+/* The central moment times entry[m][n].scale. */
+ZOL_API double zolGetNormalizedCentralMoment(ZolMomentState* state, int m, int n);
+
+/* ------------------------------------------------------------------ */
+/* Norms                                                                */
+/* ------------------------------------------------------------------ */
+
+#define ZOL_NORM_MAX      1 /* greatest |a| or |a - b| */
+#define ZOL_NORM_L1       2 /* sum of |a| or |a - b| */
+#define ZOL_NORM_L2       4 /* square root of the sum of squares */
+#define ZOL_NORM_RELATIVE 8 /* divided by the same measure of srcImageB */
+
+/* One number over every element of the channel sets (the coi alone, else
+ * all channels but alpha) in the common region of srcImageA and, if given,
+ * srcImageB, minus srcImageB's element. Depths 1U, 8U, 8S, 16U, 16S, 32S,
+ * alike in both; 32F is refused (-17 "srcImageA->depth=32F", whichever
+ * image has it); the data orders must agree (-19) even for one channel;
+ * channel sets of different size are -15 with an empty context. Masks of
+ * either image and tiles of either image are honoured; nothing is
+ * written. Differences are exact (64-bit for 32S). Sums are exact
+ * integers where they stay below 2^53 and otherwise doubles added in walk
+ * order. The relative forms with a denominator not above the least normal
+ * double report -5 "Zero divided". The result is 0.0 after any report. */
+ZOL_API double zolNorm(ZolImage* srcImageA, ZolImage* srcImageB, int normType);
+
 /* ------------------------------------------------------------------ */
 /* Test image                                                           */
 /* ------------------------------------------------------------------ */

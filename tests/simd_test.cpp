@@ -23,6 +23,9 @@
 #include "colour/kernels.h"
 #include "core/simd.h"
 #include "filter/convolve.h"
+#include "measure/moments.h"
+#include "measure/norm.h"
+#include "measure/threshold.h"
 
 namespace {
 
@@ -313,6 +316,44 @@ std::vector<Entry> alphaEntries() {
     return e;
 }
 
+// A measure's result fills the destination's n bytes, its 8 bytes repeated.
+void putResult(uint8_t* d, size_t n, uint64_t r) {
+    for (size_t k = 0; k < n; ++k) d[k] = uint8_t(r >> (8 * (k & 7)));
+}
+
+std::vector<Entry> normEntries() {
+    const zol::NormKernels& k = zol::normKernels();
+    std::vector<Entry> e;
+    for (auto [name, fn] : {std::pair{"sum8", k.sum8}, {"sumSq8", k.sumSq8}, {"max8", k.max8}})
+        e.push_back({name, 1, false,
+                     [fn = fn](const uint8_t* a, const uint8_t*, uint8_t* d, size_t n,
+                               const Param&) { putResult(d, n, fn(a, n)); }});
+    for (auto [name, fn] : {std::pair{"sumDiff8", k.sumDiff8}, {"sumSqDiff8", k.sumSqDiff8},
+                            {"maxDiff8", k.maxDiff8}})
+        e.push_back({name, 1, true,
+                     [fn = fn](const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n,
+                               const Param&) { putResult(d, n, fn(a, b, n)); }});
+    return e;
+}
+
+std::vector<Entry> momentEntries() {
+    return {{"rows8", 1, false,
+             [fn = zol::momentKernels().rows8](const uint8_t* a, const uint8_t*, uint8_t* d,
+                                               size_t n, const Param& p) {
+                 int64_t r[4] = {};
+                 fn(a, n, int64_t(p.bits % 5000), r);  // sums far inside 64 bits
+                 putResult(d, n, uint64_t(r[0] ^ r[1] * 3 ^ r[2] * 5 ^ r[3] * 7));
+             }}};
+}
+
+std::vector<Entry> thresholdEntries() {
+    return {{"run8", 1, false,
+             [fn = zol::thresholdKernels().run8](const uint8_t* a, const uint8_t*, uint8_t* d,
+                                                 size_t n, const Param& p) {
+                 fn(a, d, n, uint8_t(p.bits));
+             }}};
+}
+
 struct Family {
     const char* name;
     std::vector<Entry> (*entries)();
@@ -327,6 +368,9 @@ const Family kFamilies[] = {
     {"convolution", convEntries, zol::convForm},
     {"colour", colourEntries, zol::colourForm},
     {"alpha", alphaEntries, zol::alphaForm},
+    {"norm", normEntries, zol::normForm},
+    {"moments", momentEntries, zol::momentsForm},
+    {"threshold", thresholdEntries, zol::thresholdForm},
 };
 
 // Bytes mostly from the edges of 8-, 16- and 32-bit elements, which makes

@@ -141,6 +141,8 @@ struct Side {
         row = r;
         return true;
     }
+    // Bit position of region column x in the row held (1-bit images).
+    int64_t bitOf(int x) const { return rect.x + int64_t(x) - (tiled ? int64_t(col) * tw : 0); }
     // Address of region pixel (x, y) in the memory held, and the plane size.
     char* at(int x, int y, ptrdiff_t* plane) const {
         int64_t X = rect.x + x, Y = rect.y + y, rows = image->height;
@@ -196,6 +198,7 @@ bool ownCellWalk(const Frame& frame, const ZolImage* src, ZolImage* dst, CellRow
                 for (int j = 0; j < band; ++j) {
                     row.src = sv.at(x, y + j, &row.srcPlane);
                     row.dst = d.at(x, y + j, &row.dstPlane);
+                    row.dstBit = d.bitOf(x);
                     if (msk) {
                         row.mask = reinterpret_cast<const uint8_t*>(msk->imageData) +
                                    ptrdiff_t(mr.y + y + j) * msk->widthStep;

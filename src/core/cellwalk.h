@@ -22,6 +22,7 @@ struct CellRow {
     ptrdiff_t dstPlane;
     const uint8_t* mask;    // mask row, nullptr when the walk is unmasked
     int64_t maskBit;        // bit of the row's first pixel, from bit 7 of mask[0]
+    int64_t dstBit;         // 1-bit destination: bit of the row's first pixel in dst
     int width;              // pixels
 };
 
@@ -45,7 +46,9 @@ inline bool cellWalkMasked(const ZolImage* src, const ZolImage* dst) {
 }
 
 // Runs kernel over every row of every cell. Images are checked headers of
-// depth 8 or more. src may be dst: it then shares the destination's tiles.
+// depth 8 or more, but for a destination of depth 1 (dst then points at
+// the byte row and dstBit gives the first pixel's bit). src may be dst: it
+// then shares the destination's tiles.
 // A failure is reported through frame; the walk stops when the status is
 // negative afterwards. Returns false when it stopped that way.
 bool ownCellWalk(const Frame& frame, const ZolImage* src, ZolImage* dst, CellRowKernel kernel,

@@ -321,6 +321,52 @@ inline constexpr ImageTexts kMROITexts = {
      nullptr},
     nullptr};
 
+// Histogram and lookup.
+inline constexpr const char kComputeHisto[] = "zolComputeHisto";
+inline constexpr const char kContrastStretch[] = "zolContrastStretch";
+inline constexpr const char kHistoEqualize[] = "zolHistoEqualize";
+inline constexpr const char kMap[] = "zolMap";
+inline constexpr const char kLutNull[] = "lut==0";
+inline constexpr const char kHistoDepth[] =
+    "(srcImage->depth & ZOL_DEPTH_SIGN) || (srcImage->depth == ZOL_DEPTH_32F)";
+inline constexpr const char kMapDepth[] =
+    "srcImage->depth != ZOL_DEPTH_8U && srcImage->depth != ZOL_DEPTH_16U";
+inline constexpr const char kLutK[] = "lut[k]==0";
+inline constexpr const char kLutKey[] = "lut[k]->key==0";
+inline constexpr const char kLutValue[] = "lut[k]->value==0";
+inline constexpr const char kLutNum[] = "lut[k]->num < 2";
+inline constexpr const char kLutFirstKey[] = "lut[k]->key[0] < 0";
+inline constexpr const char kLutLastKey[] = "lut[k]->key[lut[k]->num-1] > histSize";
+inline constexpr const char kLutKeyOrder[] = "lut[k]->key[i] > lut[k]->key[i+1]";
+inline constexpr const char kHistoZero[] = "All values in histogram are zeroes";
+
+// Moments.
+inline constexpr const char kMoments[] = "zolMoments";
+inline constexpr const char kSpatialMoment[] = "zolSpatialMoment";
+inline constexpr const char kNormalizedSpatialMoment[] = "zolNormalizedSpatialMoment";
+inline constexpr const char kCentralMoment[] = "zolCentralMoment";
+inline constexpr const char kNormalizedCentralMoment[] = "zolNormalizedCentralMoment";
+inline constexpr const char kGetSpatialMoment[] = "zolGetSpatialMoment";
+inline constexpr const char kGetCentralMoment[] = "zolGetCentralMoment";
+inline constexpr const char kGetNormalizedCentralMoment[] = "zolGetNormalizedCentralMoment";
+inline constexpr const char kOneChannel[] = "Only one channel can be proceed";
+inline constexpr const char kMomentOrder[] = "Illegal order of moment";
+inline constexpr const char kStateNull[] = "state==0";
+
+// Norms.
+inline constexpr const char kNorm[] = "zolNorm";
+inline constexpr const char kNormDepth32F[] = "srcImageA->depth=32F";
+inline constexpr const char kNormOrder[] = "srcImageA->dataOrder!=srcImageB->dataOrder";
+inline constexpr const char kNormType[] = "normType unknown";
+inline constexpr const char kNormDepths[] = "(srcImageA->depth!=srcImageB->depth)";
+inline constexpr const char kNormAlphaA[] = "srcImageA->alphaChannel";
+inline constexpr const char kNormAlphaB[] = "srcImageB->alphaChannel";
+inline constexpr const char kNormCoiA[] = "srcImageA-roi->coi";
+inline constexpr const char kNormCoiB[] = "srcImageB-roi->coi";
+inline constexpr const char kNormMaskNull[] = "Null pointer for mask";
+inline constexpr const char kZeroDivided[] = "Zero divided";
+inline constexpr const char kBlank[] = " ";
+
 // Test image.
 inline constexpr const char kJaehneNoHeader[] =
     "Not enough memory to allocate header for ImageJaehne";
