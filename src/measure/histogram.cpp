@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
+#include <cstddef>
 #include <cstring>
 
 #include "core/border.h"
@@ -15,6 +16,12 @@
 
 namespace zol {
 namespace {
+
+// The record is shared with applications: its LP64 layout is interface.
+static_assert(sizeof(ZolLUT) == 40 && offsetof(ZolLUT, key) == 8 &&
+                  offsetof(ZolLUT, value) == 16 && offsetof(ZolLUT, factor) == 24 &&
+                  offsetof(ZolLUT, interpolateType) == 32,
+              "ZolLUT layout");
 
 int histSizeOf(int depth) {
     return depth == ZOL_DEPTH_1U ? 2 : depth == ZOL_DEPTH_8U ? 256 : 65536;

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
+#include <cstddef>
 #include <type_traits>
 #include <cstring>
 
@@ -18,6 +19,10 @@
 #include "core/parts.h"
 #include "core/rect.h"
 #include "core/report.h"
+
+// The record is shared with applications: its LP64 layout is interface.
+static_assert(sizeof(ZolMomentState) == 256 && offsetof(ZolMomentState, entry[1][2].value) == 104,
+              "ZolMomentState layout");
 
 namespace zol {
 
