@@ -599,6 +599,43 @@ ZOL_API void zolConvolve2DFP(ZolImage* srcImage, ZolImage* dstImage, ZolConvKern
 ZOL_API void zolConvolveSep2D(ZolImage* srcImage, ZolImage* dstImage, ZolConvKernel* Xkernel,
                               ZolConvKernel* Ykernel);
 
+/* ---- Rank filters ----
+ * dst(x, y) = the largest (zolMaxFilter), smallest (zolMinFilter) or
+ * median (zolMedianFilter) element of the nCols x nRows window over
+ * columns x - anchorX .. x - anchorX + nCols - 1 and rows y - anchorY ..
+ * y - anchorY + nRows - 1 of the source, per channel, nothing mirrored.
+ * The median is the k-th smallest with k = nCols * nRows / 2 + 1: the upper
+ * middle value of an even window, never an average; 16U compares unsigned,
+ * 8S and 16S signed; a 1-bit window gives 1 when at least half its bits
+ * (rounded up) are set. Outside the image the source's border rules apply;
+ * a constant border reads as the element's low bits (8U: 300 reads 44,
+ * 1U: 2 reads 0), so a min filter sees 0 beyond the edge by default.
+ * Depths 1U, 8U, 8S, 16U, 16S, 32S, the same in both images; the images
+ * must differ. Checks, in order: "Incorrect Image"; -5
+ * "(anchorX>=nCols)||(anchorX<0)", "(anchorY>=nRows)||(anchorY<0)",
+ * "(srcImage==dstImage)", "srcImage->depth!=dstImage->depth",
+ * "srcImage->depth==32" (32F), "srcImage->nChannels!=dstImage->nChannels",
+ * "srcImage->alphaChannel!=dstImage->alphaChannel",
+ * "(srcImage->alphaChannel!=0)&&(srcImage->alphaChannel!=srcImage->nChannels)",
+ * "srcImage->dataOrder!=dstImage->dataOrder" (not for 1U); then the channel
+ * counts, which report and go on: "Interst Channel of input Image more
+ * number of channels.", "Interst Channel of output Image more number of
+ * channels.", "Number of interset channel input and output Image is not
+ * equal."; a negative status at that point, also one left by an earlier
+ * call, ends the call silently. ROI, coi (a coi on one image only uses
+ * channel 1 of the other), masks of both images (both bits must be set,
+ * each mask placed at its own region) and tiles are honoured. Untouched:
+ * the destination outside the region, masked-out pixels, the alpha
+ * channel, the bits around a 1-bit region. Scratch or a tile that cannot be
+ * had, and windows so large that the window-extended region would pass
+ * 512 MiB, end the call silently with the parts done kept. */
+ZOL_API void zolMaxFilter(ZolImage* srcImage, ZolImage* dstImage, int nCols, int nRows,
+                          int anchorX, int anchorY);
+ZOL_API void zolMinFilter(ZolImage* srcImage, ZolImage* dstImage, int nCols, int nRows,
+                          int anchorX, int anchorY);
+ZOL_API void zolMedianFilter(ZolImage* srcImage, ZolImage* dstImage, int nCols, int nRows,
+                             int anchorX, int anchorY);
+
 #ifdef __cplusplus
 }
 #endif
