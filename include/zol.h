@@ -636,6 +636,30 @@ ZOL_API void zolMinFilter(ZolImage* srcImage, ZolImage* dstImage, int nCols, int
 ZOL_API void zolMedianFilter(ZolImage* srcImage, ZolImage* dstImage, int nCols, int nRows,
                              int anchorX, int anchorY);
 
+/* ---- Morphology ----
+ * A square structuring element of side K = 2 * nIterations + 1, applied in
+ * one pass: zolDilate takes the largest element of each K x K window
+ * centred on the pixel (OR for 1U), zolErode the smallest (AND); zolOpen is
+ * erosion then dilation, zolClose dilation then erosion. The operations
+ * look one pixel beyond the region (a real pixel, or the source's border,
+ * where any non-zero 1-bit constant reads as 1) and repeat that ring
+ * outwards. Opening and closing filter their first stage on the region
+ * only: its margin stays the unfiltered ring, so closing an all-white whole
+ * image gives a black frame nIterations pixels wide. Depths 1U, 8U, 16U,
+ * the same in both images; in-place use is allowed. The status is cleared
+ * on entry. Checks, in order: "Incorrect Image"; -5 "Illegal number of of
+ * iterations" (below 1), "Illegal image depth", "SRC and DST depth are
+ * different", "SRC and DST order are different", "SRC and DST orign are
+ * different", "SRC and DST number of channels are different", "SRC and DST
+ * COI are different". ROI, coi, masks of both images (ANDed; elsewhere the
+ * destination keeps its value) and tiles are honoured; the alpha channel
+ * is left alone. Memory that cannot be had, and windows whose extended
+ * region would pass 512 MiB, set -4 with no message. */
+ZOL_API void zolDilate(ZolImage* srcImage, ZolImage* dstImage, int nIterations);
+ZOL_API void zolErode(ZolImage* srcImage, ZolImage* dstImage, int nIterations);
+ZOL_API void zolOpen(ZolImage* srcImage, ZolImage* dstImage, int nIterations);
+ZOL_API void zolClose(ZolImage* srcImage, ZolImage* dstImage, int nIterations);
+
 #ifdef __cplusplus
 }
 #endif
