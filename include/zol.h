@@ -660,6 +660,28 @@ ZOL_API void zolErode(ZolImage* srcImage, ZolImage* dstImage, int nIterations);
 ZOL_API void zolOpen(ZolImage* srcImage, ZolImage* dstImage, int nIterations);
 ZOL_API void zolClose(ZolImage* srcImage, ZolImage* dstImage, int nIterations);
 
+/* ---- Blur ----
+ * dst = the average of the nCols x nRows window over columns x - anchorX ..
+ * x - anchorX + nCols - 1 and rows y - anchorY .. y - anchorY + nRows - 1
+ * (nothing mirrored), read through the source's border rules. The sum S
+ * is multiplied by the float nearest to 1/(nCols * nRows): integer depths
+ * round S times that float exactly to nearest, ties to even (8U: a window
+ * 2 x 1 over 1 and 2 gives 2; 10 x 1 with S = 5 gives 1, the float of 1/10
+ * lying above 0.1); 32S sums its columns in floats, rounds to a 64-bit
+ * integer and stores the low 32 bits; 32F sums its columns in floats; 1U
+ * gives 1 when S times the scale is at least 0.5. Depths 1U, 8U, 8S, 16U,
+ * 16S, 32S, 32F, the same in both images; in-place use is allowed. Checks,
+ * in order: "Incorrect Image"; -5 "(srcImage->depth!=dstImage->depth)",
+ * "(nRows<0||nCols<0)", "(anchorX<0||anchorY<0)",
+ * "(anchorX>=nCols||anchorY>=nRows)"; a 1 x 1 window is zolCopy; -18 "bad
+ * alpha channel's number" (a coi naming the alpha channel, or an alpha
+ * channel that is not the last); -15 "bad channel's number"; -4
+ * "Allocation failure", also for windows whose extended region would pass
+ * 512 MiB. ROI, coi, masks of both images (ANDed) and tiles are honoured;
+ * the alpha channel and pixels a mask leaves out are untouched. */
+ZOL_API void zolBlur(ZolImage* srcImage, ZolImage* dstImage, int nCols, int nRows, int anchorX,
+                     int anchorY);
+
 #ifdef __cplusplus
 }
 #endif

@@ -170,6 +170,13 @@ inline constexpr const char kRankDstCoi[] =
     "Interst Channel of output Image more number of channels.";
 inline constexpr const char kRankCounts[] =
     "Number of interset channel input and output Image is not equal.";
+inline constexpr const char kBlur[] = "zolBlur";
+inline constexpr const char kBlurDepths[] = "(srcImage->depth!=dstImage->depth)";
+inline constexpr const char kBlurSize[] = "(nRows<0||nCols<0)";
+inline constexpr const char kBlurAnchorLow[] = "(anchorX<0||anchorY<0)";
+inline constexpr const char kBlurAnchorHigh[] = "(anchorX>=nCols||anchorY>=nRows)";
+inline constexpr const char kBlurAlpha[] = "bad alpha channel's number";
+inline constexpr const char kBlurChannels[] = "bad channel's number";
 inline constexpr const char kDilate[] = "zolDilate";
 inline constexpr const char kErode[] = "zolErode";
 inline constexpr const char kOpen[] = "zolOpen";
