@@ -682,6 +682,36 @@ ZOL_API void zolClose(ZolImage* srcImage, ZolImage* dstImage, int nIterations);
 ZOL_API void zolBlur(ZolImage* srcImage, ZolImage* dstImage, int nCols, int nRows, int anchorX,
                      int anchorY);
 
+/* ---- Fixed filters ----
+ * zolFixedFilter applies one of eleven built-in kernels, nothing mirrored:
+ * the first kernel row meets the row above the anchor in memory order, the
+ * first column the pixel to its left. s is the weighted sum. Divisor-1
+ * filters store s clamped to the depth (32S: to 32 bits); the 3x3 Gaussian
+ * stores (s + 7 + ((s & 16) >> 4)) >> 4 (s/16, ties to even), the 5x5
+ * Gaussian floor((2s + 571) / 1142) (s/571, ties up; 32S through floats,
+ * rounded to nearest and clamped), sharpen (s + 3 + ((s & 8) >> 3)) >> 3
+ * clamped. 32F sums in float stages (a float stored after each row stage)
+ * and stores the float. 1U sets the bit when s exceeds the threshold (0;
+ * 7 for the 3x3 Gaussian; 285 for the 5x5 one); sharpen on 1U is zolCopy.
+ * Depths 1U, 8U, 8S, 16U, 16S, 32S, 32F, the same in both images, which
+ * must differ. Result 0 when the call went through (also when nothing was
+ * to do or scratch ran out, silently), -1 when a check failed or a negative
+ * status stood before the call. Checks as zolMaxFilter's without the
+ * anchor and 32F checks, then -5 "Unknow filter." for filter above 10 (as
+ * unsigned). ROI, coi, masks and tiles as for the rank filters. */
+#define ZOL_FILTER_PREWITT_V  0 /* [1 0 -1; 1 0 -1; 1 0 -1] */
+#define ZOL_FILTER_PREWITT_H  1 /* [-1 -1 -1; 0 0 0; 1 1 1] */
+#define ZOL_FILTER_SOBEL_V    2 /* [1 0 -1; 2 0 -2; 1 0 -1]: left minus right */
+#define ZOL_FILTER_SOBEL_H    3 /* [-1 -2 -1; 0 0 0; 1 2 1] */
+#define ZOL_FILTER_LAPLACIAN3 4 /* 8 at the centre, -1 around */
+#define ZOL_FILTER_LAPLACIAN5 5 /* 5x5, 20 at the centre */
+#define ZOL_FILTER_GAUSSIAN3  6 /* [1 2 1; 2 4 2; 1 2 1] / 16 */
+#define ZOL_FILTER_GAUSSIAN5  7 /* 5x5 / 571 */
+#define ZOL_FILTER_HIGHPASS3  8 /* as ZOL_FILTER_LAPLACIAN3 */
+#define ZOL_FILTER_HIGHPASS5  9 /* 24 at the centre, -1 around */
+#define ZOL_FILTER_SHARPEN    10 /* (16 at the centre, -1 around) / 8 */
+ZOL_API int zolFixedFilter(ZolImage* srcImage, ZolImage* dstImage, int filter);
+
 #ifdef __cplusplus
 }
 #endif

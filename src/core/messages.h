@@ -177,6 +177,8 @@ inline constexpr const char kBlurAnchorLow[] = "(anchorX<0||anchorY<0)";
 inline constexpr const char kBlurAnchorHigh[] = "(anchorX>=nCols||anchorY>=nRows)";
 inline constexpr const char kBlurAlpha[] = "bad alpha channel's number";
 inline constexpr const char kBlurChannels[] = "bad channel's number";
+inline constexpr const char kFixedFilter[] = "zolFixedFilter";
+inline constexpr const char kUnknowFilter[] = "Unknow filter.";
 inline constexpr const char kDilate[] = "zolDilate";
 inline constexpr const char kErode[] = "zolErode";
 inline constexpr const char kOpen[] = "zolOpen";

@@ -109,7 +109,7 @@ void front(const char* func, ZolImage* src, ZolImage* dst, int r, Kind kind) {
     const int first = kind == kOpen ? kRankMin : kind == kClose ? kRankMax : -1;
     const int last = kind == kDilate || kind == kOpen ? kRankMax : kRankMin;
     RankJob J{&pad, pad.borderConst, 1, 1, dst, rc[1].x, rc[1].y, mask, w, h,
-              int(K), int(K), r, r, last, sCoi, sCoi, sCount};
+              int(K), int(K), r, r, last, 0, sCoi, sCoi, sCount};
     ZolImage mid = pad;
     if (first >= 0) {
         stage.p = zolMalloc(int(bytes + 16));

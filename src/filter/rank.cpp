@@ -157,20 +157,9 @@ void medianHistogram(T* out, const T* const* rows, int nr, int nc, int P, int w,
     }
 }
 
-struct Call {
-    RankJob job;
-    Reach reach;
-    NbLane lane;
-    int pix;     // samples per pixel in the lane
-    int srcPix;  // elements per pixel of the window
-    int nLanes;
-    int srcCh[64], dstCh[64];
-    NbSink sink;
-};
-
 template <class T>
 bool drive(void* context, const NbPiece& p) {
-    const Call& c = *static_cast<const Call*>(context);
+    const RankCall& c = *static_cast<const RankCall*>(context);
     const RankJob& J = c.job;
     const int P = c.pix;
     const int64_t count = (int64_t(p.w) + J.nCols - 1) * P;
@@ -236,7 +225,7 @@ bool drive(void* context, const NbPiece& p) {
 }  // namespace rank
 
 bool ownRankRun(const RankJob& J) {
-    rank::Call c{};
+    RankCall c{};
     c.job = J;
     c.reach = Reach{J.ax, J.ay, J.nCols - J.ax, J.nRows - J.ay};
     const ZolImage* src = J.src;
@@ -259,7 +248,8 @@ bool ownRankRun(const RankJob& J) {
                     c.lane == NbLane::Flat ? J.colours : 1, 0};
     NbCall call{src, J.borderConst, J.sx, J.sy, J.dst, J.dx, J.dy, J.mask, J.w, J.h, c.reach};
     NbDriver d;
-    switch (src->depth) {
+    if (J.op == kRankFixed) d = ownFixedDriver(src->depth);
+    else switch (src->depth) {
         case ZOL_DEPTH_1U:
         case ZOL_DEPTH_8U: d = &rank::drive<uint8_t>; break;
         case ZOL_DEPTH_8S: d = &rank::drive<int8_t>; break;
@@ -322,7 +312,7 @@ void front(const char* func, ZolImage* src, ZolImage* dst, int nCols, int nRows,
     if (state == kMaskNoMemory || state == kMaskEmpty) return;
     const ZolImage* mask = made ? made : src->maskROI ? src->maskROI : dst->maskROI;
     RankJob J{src, src->borderConst, r[0].x, r[0].y, dst, r[1].x, r[1].y, mask, w, h,
-              nCols, nRows, ax, ay, op, sCoi, dCoi, sCount};
+              nCols, nRows, ax, ay, op, 0, sCoi, dCoi, sCount};
     ownRankRun(J);
     if (state == kMaskMade) zolDeallocate(made, ZOL_FREE_HEADER | ZOL_FREE_DATA);
 }
