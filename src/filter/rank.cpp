@@ -107,6 +107,54 @@ void median3x3(T* __restrict out, const T* const* rows, int P, int n, T* __restr
     }
 }
 
+// The exchanges that bring the middle of 25 values to place 12: Batcher's
+// merge sort of 32, with the seven padding values and every exchange that
+// cannot reach place 12 taken out. Each exchange puts the smaller value at
+// its first index.
+constexpr uint8_t kMid25[113][2] = {
+    {0, 1}, {2, 3}, {4, 5}, {6, 7}, {8, 9}, {10, 11}, {12, 13}, {14, 15}, {16, 17}, {18, 19},
+    {20, 21}, {22, 23}, {0, 2}, {1, 3}, {4, 6}, {5, 7}, {8, 10}, {9, 11}, {12, 14}, {13, 15},
+    {16, 18}, {17, 19}, {20, 22}, {21, 23}, {1, 2}, {5, 6}, {9, 10}, {13, 14}, {17, 18}, {21, 22},
+    {0, 4}, {1, 5}, {2, 6}, {3, 7}, {8, 12}, {9, 13}, {10, 14}, {11, 15}, {16, 20}, {17, 21},
+    {18, 22}, {19, 23}, {2, 4}, {3, 5}, {10, 12}, {11, 13}, {18, 20}, {19, 21}, {1, 2}, {3, 4},
+    {5, 6}, {9, 10}, {11, 12}, {13, 14}, {17, 18}, {19, 20}, {21, 22}, {0, 8}, {1, 9}, {2, 10},
+    {3, 11}, {4, 12}, {5, 13}, {6, 14}, {7, 15}, {16, 24}, {4, 8}, {5, 9}, {6, 10}, {7, 11},
+    {20, 24}, {2, 4}, {3, 5}, {6, 8}, {7, 9}, {10, 12}, {11, 13}, {18, 20}, {19, 21}, {22, 24},
+    {1, 2}, {3, 4}, {5, 6}, {7, 8}, {9, 10}, {11, 12}, {13, 14}, {17, 18}, {19, 20}, {21, 22},
+    {23, 24}, {0, 16}, {1, 17}, {2, 18}, {3, 19}, {4, 20}, {5, 21}, {6, 22}, {7, 23}, {8, 24},
+    {8, 16}, {9, 17}, {10, 18}, {11, 19}, {12, 20}, {13, 21}, {6, 10}, {7, 11}, {12, 16}, {13, 17},
+    {10, 12}, {11, 13}, {11, 12}
+};
+
+// The median of 5x5 windows, each window's 25 values through the exchanges
+// in registers; the loop over the row runs many windows side by side.
+template <class T>
+void median5x5(T* __restrict out, const T* const* rows, int P, int n) {
+    const T* __restrict r0 = rows[0];
+    const T* __restrict r1 = rows[1];
+    const T* __restrict r2 = rows[2];
+    const T* __restrict r3 = rows[3];
+    const T* __restrict r4 = rows[4];
+    for (int e = 0; e < n; ++e) {
+        T v[25];
+#pragma GCC unroll 5
+        for (int i = 0; i < 5; ++i) {
+            v[i] = r0[e + i * P];
+            v[5 + i] = r1[e + i * P];
+            v[10 + i] = r2[e + i * P];
+            v[15 + i] = r3[e + i * P];
+            v[20 + i] = r4[e + i * P];
+        }
+#pragma GCC unroll 128
+        for (const auto& x : kMid25) {
+            const T a = v[x[0]], b = v[x[1]];
+            v[x[0]] = lo2(a, b);
+            v[x[1]] = hi2(a, b);
+        }
+        out[e] = v[12];
+    }
+}
+
 // The k-th smallest (from 1) of each window, by selection in a copy.
 template <class T>
 void medianSelect(T* out, const T* const* rows, int nr, int nc, int P, int n, int64_t k, T* buf) {
@@ -168,7 +216,8 @@ bool drive(void* context, const NbPiece& p) {
     const int64_t k = (area >> 1) + 1;
     const bool eight = sizeof(T) == 1;
     const bool net = J.op == kRankMedian && J.nCols == 3 && J.nRows == 3;
-    const bool hist = J.op == kRankMedian && !net && eight && area > 9;
+    const bool net5 = J.op == kRankMedian && J.nCols == 5 && J.nRows == 5;
+    const bool hist = J.op == kRankMedian && !net && !net5 && eight && area > 9;
     NbScratch outMem, aMem, bMem, cMem, rowMem;
     T* out = outMem.get<T>(n);
     const T** rowPtr = rowMem.get<const T*>(J.nRows);
@@ -184,6 +233,7 @@ bool drive(void* context, const NbPiece& p) {
         b = bMem.get<T>(count);
         d = cMem.get<T>(count);
         if (!a || !b || !d) return false;
+    } else if (net5) {
     } else if (hist) {
         table = aMem.get<uint32_t>(256);
         if (!table) return false;
@@ -212,6 +262,7 @@ bool drive(void* context, const NbPiece& p) {
                     break;
                 default:
                     if (net) median3x3(out, rowPtr, P, n, a, b, d);
+                    else if (net5) median5x5(out, rowPtr, P, n);
                     else if (hist) medianHistogram(out, rowPtr, J.nRows, J.nCols, P, p.w, k, table);
                     else medianSelect(out, rowPtr, J.nRows, J.nCols, P, n, k, a);
                     break;
