@@ -1,8 +1,9 @@
-// Rank filters and morphology on 1920x1080 8U images of one and three
-// channels: median 3x3 and 5x5, max and min 3x3 and 7x7, dilate and erode
-// 3x3. With OpenCV's imgproc module installed, cv::medianBlur, cv::dilate
-// and cv::erode run beside them on one thread, and the summary gives the
-// ratio zol / OpenCV.
+// Rank filters, morphology, blur and fixed filters on 1920x1080 8U images
+// of one and three channels: median 3x3 and 5x5, max and min 3x3 and 7x7,
+// dilate and erode 3x3, blur 5x5, Sobel and the Gaussians. With OpenCV's
+// imgproc module installed, cv::medianBlur, cv::dilate, cv::erode,
+// cv::blur, cv::Sobel and cv::GaussianBlur run beside them on one thread,
+// and the summary gives the ratio zol / OpenCV.
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
@@ -28,7 +29,7 @@ std::map<std::string, double>& times() {
     return t;
 }
 
-enum Kind { kMedian, kMax, kMin, kDilate, kErode };
+enum Kind { kMedian, kMax, kMin, kDilate, kErode, kBlur, kSobel, kGauss };
 
 struct Case {
     const char* name;
@@ -39,6 +40,7 @@ struct Case {
 const Case kCases[] = {
     {"median3", kMedian, 3}, {"median5", kMedian, 5}, {"max3", kMax, 3},     {"max7", kMax, 7},
     {"min3", kMin, 3},       {"min7", kMin, 7},       {"dilate3", kDilate, 3}, {"erode3", kErode, 3},
+    {"blur5", kBlur, 5},     {"sobel3", kSobel, 3},   {"gauss3", kGauss, 3},   {"gauss5", kGauss, 5},
 };
 
 struct Images {
@@ -69,6 +71,9 @@ void benchZol(benchmark::State& state, const Case* c, int i) {
             case kMin: zolMinFilter(s, d, n, n, a, a); break;
             case kDilate: zolDilate(s, d, a); break;
             case kErode: zolErode(s, d, a); break;
+            case kBlur: zolBlur(s, d, n, n, a, a); break;
+            case kSobel: zolFixedFilter(s, d, ZOL_FILTER_SOBEL_V); break;
+            case kGauss: zolFixedFilter(s, d, n == 3 ? ZOL_FILTER_GAUSSIAN3 : ZOL_FILTER_GAUSSIAN5); break;
         }
     });
     if (zolGetErrStatus() < 0) state.SkipWithError(zolErrorStr(zolGetErrStatus()));
@@ -88,6 +93,9 @@ void benchOpenCv(benchmark::State& state, const Case* c, int i) {
             case kMedian: cv::medianBlur(s, d, c->size); break;
             case kMax:
             case kDilate: cv::dilate(s, d, k, cv::Point(-1, -1), 1, cv::BORDER_REPLICATE); break;
+            case kBlur: cv::blur(s, d, cv::Size(c->size, c->size), cv::Point(-1, -1), cv::BORDER_REPLICATE); break;
+            case kSobel: cv::Sobel(s, d, -1, 1, 0, 3, 1, 0, cv::BORDER_REPLICATE); break;
+            case kGauss: cv::GaussianBlur(s, d, cv::Size(c->size, c->size), 0, 0, cv::BORDER_REPLICATE); break;
             default: cv::erode(s, d, k, cv::Point(-1, -1), 1, cv::BORDER_REPLICATE); break;
         }
     });
@@ -115,7 +123,7 @@ struct Summary {
     ~Summary() {
         const auto& t = times();
         if (t.empty()) return;
-        std::printf("\nRank filters and morphology, 1920x1080 8U, thread CPU ms; ratio = zol / OpenCV\n");
+        std::printf("\nNeighbourhood filters, 1920x1080 8U, thread CPU ms; ratio = zol / OpenCV\n");
         std::printf("%-12s %10s %10s %8s\n", "case", "zol", "opencv", "ratio");
         for (const Case& c : kCases)
             for (int ch : {1, 3}) {

@@ -1,7 +1,8 @@
 // The fixed filters: eleven hard-wired 3x3 and 5x5 kernels, each with its
 // own exact rounding, run by the rank filters' neighbourhood driver.
 //
-// Integer depths sum the weights exactly in 64 bits and round by the
+// Integer depths sum the weights exactly, in 16, 32 or 64 bits as the
+// depth and the weights need, tap by tap across the row, and round by the
 // filter's rule; 32F (and the 5x5 Gaussian on 32S) sums in stages with a
 // float stored between them, which is what fixes its float results.
 #include <algorithm>
@@ -48,26 +49,6 @@ template <class T>
 constexpr Range rangeOf() {
     if constexpr (std::is_same_v<T, float>) return {0, 0};
     else return {int64_t(std::numeric_limits<T>::min()), int64_t(std::numeric_limits<T>::max())};
-}
-
-inline int64_t floorDiv(int64_t a, int64_t b) {
-    const int64_t q = a / b;
-    return q * b > a ? q - 1 : q;
-}
-
-// The integer result of sum s by the filter's rule.
-template <class T>
-T storeInt(int64_t s, int filter, bool bits) {
-    if (bits) return T(s > kShapes[filter].threshold);
-    constexpr Range r = rangeOf<T>();
-    int64_t v;
-    switch (filter) {
-        case ZOL_FILTER_GAUSSIAN3: v = (s + 7 + ((s & 16) >> 4)) >> 4; break;
-        case ZOL_FILTER_GAUSSIAN5: v = floorDiv(2 * s + 571, 1142); break;
-        case ZOL_FILTER_SHARPEN: v = (s + 3 + ((s & 8) >> 3)) >> 3; break;
-        default: v = s; break;
-    }
-    return T(std::clamp(v, r.lo, r.hi));
 }
 
 // One element of the float route: v(j, i) reads window row j, column i.
@@ -121,6 +102,85 @@ float floatSum(int filter, V v) {
     }
 }
 
+constexpr int kChunk = 1024;
+
+// s over n elements of a row, tap by tap across a chunk (flat loops the
+// compiler vectorises), exact in A for the depth, then the filter's rule.
+template <class A, class T>
+void sumRow(T* out, const T* const* rows, const Shape& sh, int K, int P, int n, int filter, bool bits,
+            A* pairs) {
+    alignas(32) A acc[kChunk];
+    for (int e0 = 0; e0 < n; e0 += kChunk) {
+        const int m = std::min(kChunk, n - e0);
+        std::fill(acc, acc + m, A(0));
+        if (K == 5 && pairs) {
+            // The 5x5 kernels are symmetric both ways: rows 0 and 4, 1 and 3
+            // are added first, then columns likewise, nine products a pixel.
+            const int64_t span = m + 4 * int64_t(P);
+            for (int j = 0; j < 3; ++j) {
+                const T* __restrict a = rows[j] + e0;
+                const T* __restrict b = rows[4 - j] + e0;
+                A* __restrict t = pairs + j * span;
+                if (j < 2) for (int64_t e = 0; e < span; ++e) t[e] = A(A(a[e]) + A(b[e]));
+                else for (int64_t e = 0; e < span; ++e) t[e] = A(a[e]);
+                const A w0 = A(sh.w[j * 5]), w1 = A(sh.w[j * 5 + 1]), w2 = A(sh.w[j * 5 + 2]);
+                const A* __restrict t1 = t + P;
+                const A* __restrict t2 = t + 2 * P;
+                const A* __restrict t3 = t + 3 * P;
+                const A* __restrict t4 = t + 4 * P;
+                for (int e = 0; e < m; ++e)
+                    acc[e] = A(acc[e] + A(w0 * A(t[e] + t4[e])) + A(w1 * A(t1[e] + t3[e])) + A(w2 * t2[e]));
+            }
+        } else {
+            for (int j = 0; j < K; ++j)
+                for (int i = 0; i < K; ++i) {
+                    const A wt = A(sh.w[j * K + i]);
+                    if (!wt) continue;
+                    const T* __restrict src = rows[j] + e0 + int64_t(i) * P;
+                    for (int e = 0; e < m; ++e) acc[e] = A(acc[e] + A(wt * A(src[e])));
+                }
+        }
+        T* o = out + e0;
+        if (bits) {
+            const A t = A(sh.threshold);
+            for (int e = 0; e < m; ++e) o[e] = T(acc[e] > t);
+            continue;
+        }
+        constexpr Range r = rangeOf<T>();
+        const A lo = A(std::max<int64_t>(r.lo, std::numeric_limits<A>::min()));
+        const A hi = A(std::min<int64_t>(r.hi, std::numeric_limits<A>::max()));
+        switch (filter) {
+            case ZOL_FILTER_GAUSSIAN3:
+                for (int e = 0; e < m; ++e) {
+                    const A s = acc[e];
+                    o[e] = T(A(s + 7 + ((s & 16) >> 4)) >> 4);
+                }
+                break;
+            case ZOL_FILTER_GAUSSIAN5:
+                // floor((2s + 571) / 1142) with 1142 * 32768 added: positive for
+                // every 8-bit and 16-bit sum, so an unsigned division.
+                for (int e = 0; e < m; ++e)
+                    o[e] = T(int32_t(uint32_t(2 * int32_t(acc[e]) + 571 + 1142 * 32768) / 1142u) - 32768);
+                break;
+            case ZOL_FILTER_SHARPEN:
+                for (int e = 0; e < m; ++e) {
+                    const A s = acc[e];
+                    A v = A(A(s + 3 + ((s & 8) >> 3)) >> 3);
+                    v = v < lo ? lo : v;
+                    o[e] = T(v > hi ? hi : v);
+                }
+                break;
+            default:
+                for (int e = 0; e < m; ++e) {
+                    A v = acc[e];
+                    v = v < lo ? lo : v;
+                    o[e] = T(v > hi ? hi : v);
+                }
+                break;
+        }
+    }
+}
+
 template <class T>
 bool drive(void* context, const NbPiece& p) {
     const RankCall& c = *static_cast<const RankCall*>(context);
@@ -131,10 +191,17 @@ bool drive(void* context, const NbPiece& p) {
     const int n = p.w * P;
     const bool bits = c.lane == NbLane::Bits;
     constexpr bool f32 = std::is_same_v<T, float>;
+    // 16-bit sums where the filter's weights bound them (8-bit samples).
+    const bool narrow = sizeof(T) == 1 && filter != ZOL_FILTER_GAUSSIAN5;
     const bool viaFloat = f32 || (std::is_same_v<T, int32_t> && filter == ZOL_FILTER_GAUSSIAN5);
-    NbScratch outMem;
+    NbScratch outMem, pairMem;
     T* out = outMem.get<T>(n);
     if (!out) return false;
+    int32_t* pairs = nullptr;
+    if (K == 5 && !narrow && sizeof(T) < 4 && !viaFloat) {
+        pairs = pairMem.get<int32_t>(3 * (int64_t(kChunk) + 4 * int64_t(P)));
+        if (!pairs) return false;
+    }
     const T* rows[5];
     for (int l = 0; l < c.nLanes; ++l) {
         NbRows<T> rr;
@@ -144,18 +211,20 @@ bool drive(void* context, const NbPiece& p) {
         sink.channel = c.dstCh[l];
         for (int y = 0; y < p.h; ++y) {
             for (int j = 0; j < K; ++j) rows[j] = rr.row(y + j);
-            for (int e = 0; e < n; ++e) {
-                if (viaFloat) {
+            for (int e = 0; viaFloat && e < n; ++e) {
+                {
                     const float f = floatSum(filter, [&](int j, int i) {
                         return double(float(rows[j][e + int64_t(i) * P]));
                     });
                     if constexpr (f32) out[e] = f;
                     else out[e] = T(f >= 2147483648.0f ? INT32_MAX : f <= -2147483648.0f ? INT32_MIN : std::llrint(f));
-                } else if constexpr (!f32) {
-                    int64_t s = 0;
-                    for (int j = 0; j < K; ++j)
-                        for (int i = 0; i < K; ++i) s += int64_t(sh.w[j * K + i]) * rows[j][e + int64_t(i) * P];
-                    out[e] = storeInt<T>(s, filter, bits);
+                }
+            }
+            if constexpr (!f32) {
+                if (!viaFloat) {
+                    if (narrow) sumRow<int16_t>(out, rows, sh, K, P, n, filter, bits, nullptr);
+                    else if (sizeof(T) == 4) sumRow<int64_t>(out, rows, sh, K, P, n, filter, bits, nullptr);
+                    else sumRow<int32_t>(out, rows, sh, K, P, n, filter, bits, pairs);
                 }
             }
             nbStoreRow(p, sink, y, out);
