@@ -26,6 +26,8 @@ struct Call {
     float scale;
     int64_t m;  // scale = m 2^-q
     int q;
+    const int32_t* table;  // 8-bit depths, small windows: the result of each S
+    int64_t tableLow;      // the S of table[0]
     NbLane lane;
     int pix, srcPix, nLanes;
     int srcCh[64], dstCh[64];
@@ -49,11 +51,13 @@ bool drive(void* context, const NbPiece& p) {
     using Col = std::conditional_t<floatSums, float, int64_t>;
     const int P = c.pix;
     const int64_t count = (int64_t(p.w) + c.nCols - 1) * P;
+    const int n = p.w * P;
     const bool bits = c.lane == NbLane::Bits;
-    NbScratch colMem, outMem;
+    NbScratch colMem, outMem, sumMem;
     Col* col = colMem.get<Col>(count);
     T* out = outMem.get<T>(int64_t(p.w) * P);
-    if (!col || !out) return false;
+    int64_t* hs = floatSums ? nullptr : sumMem.get<int64_t>(int64_t(p.w) * P);
+    if (!col || !out || (!floatSums && !hs)) return false;
     for (int l = 0; l < c.nLanes; ++l) {
         NbRows<T> rows;
         const int ch = c.lane == NbLane::Flat || bits ? 0 : c.srcCh[l];
@@ -69,7 +73,7 @@ bool drive(void* context, const NbPiece& p) {
             }
         }
         for (int y = 0; y < p.h; ++y) {
-            for (int k = 0; k < P; ++k) {
+            for (int k = 0; floatSums && k < P; ++k) {
                 if constexpr (floatSums) {
                     long double S = 0;
                     for (int i = 0; i < c.nCols; ++i) S += col[int64_t(i) * P + k];
@@ -82,14 +86,34 @@ bool drive(void* context, const NbPiece& p) {
                             S -= col[int64_t(x) * P + k];
                         }
                     }
-                } else {
-                    int64_t S = 0;
-                    for (int i = 0; i < c.nCols; ++i) S += col[int64_t(i) * P + k];
-                    for (int x = 0; x < p.w; ++x) {
-                        if (bits) out[x] = T(double(S) * double(c.scale) >= 0.5);
-                        else out[int64_t(x) * P + k] = T(roundScaled(S, c));
-                        if (x + 1 < p.w) S += col[int64_t(x + c.nCols) * P + k] - col[int64_t(x) * P + k];
+                }
+            }
+            if constexpr (!floatSums) {
+                // S of every element: nCols column sums added across the row,
+                // or slid along it for wide windows.
+                if (c.nCols <= 16) {
+                    std::copy(col, col + n, hs);
+                    for (int i = 1; i < c.nCols; ++i) {
+                        const int64_t* __restrict s = col + int64_t(i) * P;
+                        for (int e = 0; e < n; ++e) hs[e] += s[e];
                     }
+                } else {
+                    for (int k = 0; k < P; ++k) {
+                        int64_t S = 0;
+                        for (int i = 0; i < c.nCols; ++i) S += col[int64_t(i) * P + k];
+                        for (int x = 0; x < p.w; ++x) {
+                            hs[int64_t(x) * P + k] = S;
+                            if (x + 1 < p.w) S += col[int64_t(x + c.nCols) * P + k] - col[int64_t(x) * P + k];
+                        }
+                    }
+                }
+                if (c.table) {
+                    const int32_t* t = c.table - c.tableLow;
+                    for (int e = 0; e < n; ++e) out[e] = T(t[hs[e]]);
+                } else if (bits) {
+                    for (int e = 0; e < n; ++e) out[e] = T(double(hs[e]) * double(c.scale) >= 0.5);
+                } else {
+                    for (int e = 0; e < n; ++e) out[e] = T(roundScaled(hs[e], c));
                 }
             }
             nbStoreRow(p, sink, y, out);
@@ -140,6 +164,21 @@ void front(ZolImage* src, ZolImage* dst, int nCols, int nRows, int ax, int ay) {
     const float mant = std::frexp(c.scale, &e);
     c.m = int64_t(std::ldexp(double(mant), 24));
     c.q = 24 - e;
+    // 8-bit results of every possible S, when the windows are small enough.
+    NbScratch tableMem;
+    const int64_t area = int64_t(nCols) * nRows;
+    if (elemSize(src->depth) <= 1 && area <= 1024) {
+        int32_t* t = tableMem.get<int32_t>(256 * area);
+        if (t) {
+            c.tableLow = src->depth == ZOL_DEPTH_8S ? -128 * area : 0;
+            for (int64_t i = 0; i < 256 * area; ++i) {
+                const int64_t S = c.tableLow + i;
+                t[i] = src->depth == ZOL_DEPTH_1U ? int32_t(double(S) * double(c.scale) >= 0.5)
+                                                  : int32_t(roundScaled(S, c));
+            }
+            c.table = t;
+        }
+    }
     Region rs, rd;
     if (!regionOf(dst, rd) || !regionOf(src, rs)) return void(f.fail(ZOL_STATUS_BAD_ALPHA, msg::kBlurAlpha));
     int w = std::min(rs.w, rd.w), h = std::min(rs.h, rd.h);
