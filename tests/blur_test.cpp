@@ -28,32 +28,12 @@ bool channels(const ZolImage* im, int& first, int& last) {
     return true;
 }
 
-double constantOf(int depth, int32_t v) {
-    switch (depth) {
-        case ZOL_DEPTH_1U: return v & 1;
-        case ZOL_DEPTH_8U: return uint8_t(v);
-        case ZOL_DEPTH_8S: return int8_t(v);
-        case ZOL_DEPTH_16U: return uint16_t(v);
-        case ZOL_DEPTH_16S: return int16_t(v);
-        case ZOL_DEPTH_32S: return v;
-        default: return float(v);
-    }
-}
-
 void runBlur(uint32_t seed) {
     Case k(seed);
     const int depth = kit::allDepths()[size_t(k.pick(int(kit::allDepths().size())))];
     k.frame(depth);
     ZolImage* s = k.s.img;
-    if (depth == ZOL_DEPTH_32S || depth == ZOL_DEPTH_32F)  // sums the float columns hold exactly
-        for (int y = 0; y < s->height; ++y)
-            for (int x = 0; x < s->width; ++x)
-                for (int c = 0; c < s->nChannels; ++c) {
-                    const float f = float(k.pick(2001) - 1000);
-                    uint32_t b;
-                    std::memcpy(&b, &f, 4);
-                    kit::set(s, x, y, c, depth == ZOL_DEPTH_32F ? int64_t(b) : int64_t(f));
-                }
+    if (depth == ZOL_DEPTH_32S || depth == ZOL_DEPTH_32F) smallIntegers(k, s);  // exact float sums
     const bool big = k.pick(10) == 0;
     const int nc = 1 + k.pick(big ? 30 : 9), nr = 1 + k.pick(big ? 20 : 9);
     const int ax = k.pick(nc), ay = k.pick(nr);
@@ -70,7 +50,7 @@ void runBlur(uint32_t seed) {
     else if (!copy && ls - fs != ld - fd) status = ZOL_STATUS_BAD_CHANNELS;
     const float scale = float(1.0 / (double(nc) * double(nr)));
     double cst[4];
-    for (int i = 0; i < 4; ++i) cst[i] = constantOf(depth, s->borderConst[i]);
+    for (int i = 0; i < 4; ++i) cst[i] = lowBits(depth, s->borderConst[i]);
     Chan ch{ls - fs + 1, fs - 1, fd - 1, 1};
     if (status || copy) w = 0;  // the copy is zolCopy's, tested there
     const auto want = expected(k, std::max(w, 0), std::max(h, 0), ch, [&](const ZolImage* im, int x, int y, int c) -> int64_t {
@@ -100,17 +80,8 @@ TEST(Blur, RandomFramesMatchTheScaledSum) {
     for (uint32_t seed = 1; seed <= 700; ++seed) runBlur(seed);
 }
 
-TEST(Blur, RoundingAndChecks) {
-    // Ties to even, and the float scale of 1/10 above 0.1.
+TEST(Blur, Checks) {
     Image a(ZOL_DEPTH_8U, 1, 10, 1), b(ZOL_DEPTH_8U, 1, 10, 1);
-    const int v[] = {1, 2, 3, 0, 0, 0, 0, 0, 0, 0};
-    for (int i = 0; i < 10; ++i) kit::set(a, i, 0, 0, v[i]);
-    zolBlur(a, b, 2, 1, 0, 0);
-    EXPECT_EQ(kit::get(b, 0, 0, 0), 2);  // 1.5
-    EXPECT_EQ(kit::get(b, 1, 0, 0), 2);  // 2.5
-    for (int i = 0; i < 10; ++i) kit::set(a, i, 0, 0, i < 5);
-    zolBlur(a, b, 10, 1, 0, 0);
-    EXPECT_EQ(kit::get(b, 0, 0, 0), 1);
     Image al(ZOL_DEPTH_8U, 4, 4, 4, 0, 4, true), c4(ZOL_DEPTH_8U, 4, 4, 4), s16(ZOL_DEPTH_16U, 1, 10, 1);
     al.setRoi(4, 0, 0, 4, 4);
     struct Row {

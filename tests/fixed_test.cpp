@@ -54,15 +54,7 @@ void runFixed(uint32_t seed) {
     const bool floaty = depth == ZOL_DEPTH_32F || depth == ZOL_DEPTH_32S;
     if ((floaty && f == ZOL_FILTER_GAUSSIAN5) || (depth == ZOL_DEPTH_1U && f == ZOL_FILTER_SHARPEN)) f = 0;
     ZolImage* s = k.s.img;
-    if (floaty)  // integer values whose float stages are exact
-        for (int y = 0; y < s->height; ++y)
-            for (int x = 0; x < s->width; ++x)
-                for (int c = 0; c < s->nChannels; ++c) {
-                    const float v = float(k.pick(2001) - 1000);
-                    uint32_t b;
-                    std::memcpy(&b, &v, 4);
-                    kit::set(s, x, y, c, depth == ZOL_DEPTH_32F ? int64_t(b) : int64_t(v));
-                }
+    if (floaty) smallIntegers(k, s);  // exact float stages
     k.why << " filter " << f;
     const ZolImage* d = k.d.img;
     int w = 1 << 30, h = w;
@@ -75,12 +67,7 @@ void runFixed(uint32_t seed) {
     if (cs || cd) ch = Chan{1, std::max(cs, 1) - 1, std::max(cd, 1) - 1, 1};
     if (ns != nd || ns <= 0) w = 0;
     double cst[4];
-    for (int i = 0; i < 4; ++i) {
-        const int32_t v = s->borderConst[i];
-        cst[i] = depth == ZOL_DEPTH_1U ? v & 1 : depth == ZOL_DEPTH_8U ? uint8_t(v) : depth == ZOL_DEPTH_8S ? int8_t(v)
-               : depth == ZOL_DEPTH_16U ? uint16_t(v) : depth == ZOL_DEPTH_16S ? int16_t(v)
-               : depth == ZOL_DEPTH_32F ? double(float(v)) : double(v);
-    }
+    for (int i = 0; i < 4; ++i) cst[i] = lowBits(depth, s->borderConst[i]);
     const int n = (f == 5 || f == 7 || f == 9) ? 5 : 3, a = n / 2;
     const auto want = expected(k, std::max(w, 0), std::max(h, 0), ch, [&](const ZolImage* im, int x, int y, int c) -> int64_t {
         int64_t sum = 0;
@@ -109,18 +96,8 @@ TEST(Fixed, RandomFramesMatchTheWeightedSum) {
     for (uint32_t seed = 1; seed <= 700; ++seed) runFixed(seed);
 }
 
-TEST(Fixed, KnownValuesAndChecks) {
-    // Sobel V is left minus right: a rising step clamps to 0, a falling one to 255.
+TEST(Fixed, FloatGaussianAndChecks) {
     Image a(ZOL_DEPTH_8U, 1, 4, 3), b(ZOL_DEPTH_8U, 1, 4, 3);
-    zolSetBorderMode(a, ZOL_BORDER_REPLICATE, 15, 0);
-    for (int y = 0; y < 3; ++y)
-        for (int x = 0; x < 4; ++x) kit::set(a, x, y, 0, x < 2 ? 0 : 255);
-    EXPECT_EQ(zolFixedFilter(a, b, ZOL_FILTER_SOBEL_V), 0);
-    EXPECT_EQ(kit::get(b, 1, 1, 0), 0);
-    for (int y = 0; y < 3; ++y)
-        for (int x = 0; x < 4; ++x) kit::set(a, x, y, 0, x < 2 ? 255 : 0);
-    zolFixedFilter(a, b, ZOL_FILTER_SOBEL_V);
-    EXPECT_EQ(kit::get(b, 1, 1, 0), 255);
     // The 5x5 Gaussian of a constant is the constant, through floats on 32F and 32S too.
     for (int depth : {ZOL_DEPTH_8U, ZOL_DEPTH_16U, ZOL_DEPTH_32S, ZOL_DEPTH_32F}) {
         Image p(depth, 1, 7, 7), q(depth, 1, 7, 7);

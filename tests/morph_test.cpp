@@ -90,19 +90,12 @@ TEST(Morph, BinaryIdentities) {
         zolOpen(a, b, 2);
         zolOpen(b, c, 2);
         EXPECT_EQ(b.bytes(), c.bytes()) << kit::depthName(depth);
-        // Dilating a single pixel gives the window's square.
-        Image p(depth, 1, 20, 20), q(depth, 1, 20, 20);
-        kit::set(p, 9, 9, 0, one);
-        zolDilate(p, q, 3);
-        int bad = 0;
-        for (int y = 0; y < 20; ++y)
-            for (int x = 0; x < 20; ++x) bad += kit::get(q, x, y, 0) != (std::abs(x - 9) <= 3 && std::abs(y - 9) <= 3 ? one : 0);
-        EXPECT_EQ(bad, 0);
         // Closing an all-white whole image: a black frame r pixels wide.
+        Image p(depth, 1, 20, 20);
         for (int y = 0; y < 20; ++y)
             for (int x = 0; x < 20; ++x) kit::set(p, x, y, 0, one);
         zolClose(p, p, 2);
-        bad = 0;
+        int bad = 0;
         for (int y = 0; y < 20; ++y)
             for (int x = 0; x < 20; ++x)
                 bad += kit::get(p, x, y, 0) != (x >= 2 && x < 18 && y >= 2 && y < 18 ? one : 0);

@@ -184,4 +184,31 @@ inline void region(const ZolImage* im, bool uncut, int& w, int& h) {
 
 inline int coiOf(const ZolImage* im) { return im->roi ? im->roi->coi : 0; }
 
+// A border constant as a rectangle fetch reads it: the element's low bits
+// (32F: the integer as a float).
+inline double lowBits(int depth, int32_t v) {
+    switch (depth) {
+        case ZOL_DEPTH_1U: return v & 1;
+        case ZOL_DEPTH_8U: return uint8_t(v);
+        case ZOL_DEPTH_8S: return int8_t(v);
+        case ZOL_DEPTH_16U: return uint16_t(v);
+        case ZOL_DEPTH_16S: return int16_t(v);
+        case ZOL_DEPTH_32F: return float(v);
+        default: return v;
+    }
+}
+
+// Fills every element of an image with small integers (floats for 32F),
+// whose float sums are exact.
+inline void smallIntegers(Case& k, ZolImage* im) {
+    for (int y = 0; y < im->height; ++y)
+        for (int x = 0; x < im->width; ++x)
+            for (int c = 0; c < im->nChannels; ++c) {
+                const float v = float(k.pick(2001) - 1000);
+                uint32_t b;
+                std::memcpy(&b, &v, 4);
+                kit::set(im, x, y, c, im->depth == ZOL_DEPTH_32F ? int64_t(b) : int64_t(v));
+            }
+}
+
 }  // namespace nbcase
