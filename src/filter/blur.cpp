@@ -38,7 +38,7 @@ struct Call {
 inline int64_t roundScaled(int64_t S, const Call& c) {
     const __int128 v = (__int128)S * c.m;
     __int128 fl = v >> c.q;
-    const __int128 rem = v - (fl << c.q), half = (__int128)1 << (c.q - 1);
+    const __int128 rem = v - fl * ((__int128)1 << c.q), half = (__int128)1 << (c.q - 1);
     if (rem > half || (rem == half && (fl & 1))) ++fl;
     return int64_t(fl);
 }
