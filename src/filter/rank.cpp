@@ -107,25 +107,6 @@ void median3x3(T* __restrict out, const T* const* rows, int P, int n, T* __restr
     }
 }
 
-// The exchanges that bring the middle of 25 values to place 12: Batcher's
-// merge sort of 32, with the seven padding values and every exchange that
-// cannot reach place 12 taken out. Each exchange puts the smaller value at
-// its first index.
-constexpr uint8_t kMid25[113][2] = {
-    {0, 1}, {2, 3}, {4, 5}, {6, 7}, {8, 9}, {10, 11}, {12, 13}, {14, 15}, {16, 17}, {18, 19},
-    {20, 21}, {22, 23}, {0, 2}, {1, 3}, {4, 6}, {5, 7}, {8, 10}, {9, 11}, {12, 14}, {13, 15},
-    {16, 18}, {17, 19}, {20, 22}, {21, 23}, {1, 2}, {5, 6}, {9, 10}, {13, 14}, {17, 18}, {21, 22},
-    {0, 4}, {1, 5}, {2, 6}, {3, 7}, {8, 12}, {9, 13}, {10, 14}, {11, 15}, {16, 20}, {17, 21},
-    {18, 22}, {19, 23}, {2, 4}, {3, 5}, {10, 12}, {11, 13}, {18, 20}, {19, 21}, {1, 2}, {3, 4},
-    {5, 6}, {9, 10}, {11, 12}, {13, 14}, {17, 18}, {19, 20}, {21, 22}, {0, 8}, {1, 9}, {2, 10},
-    {3, 11}, {4, 12}, {5, 13}, {6, 14}, {7, 15}, {16, 24}, {4, 8}, {5, 9}, {6, 10}, {7, 11},
-    {20, 24}, {2, 4}, {3, 5}, {6, 8}, {7, 9}, {10, 12}, {11, 13}, {18, 20}, {19, 21}, {22, 24},
-    {1, 2}, {3, 4}, {5, 6}, {7, 8}, {9, 10}, {11, 12}, {13, 14}, {17, 18}, {19, 20}, {21, 22},
-    {23, 24}, {0, 16}, {1, 17}, {2, 18}, {3, 19}, {4, 20}, {5, 21}, {6, 22}, {7, 23}, {8, 24},
-    {8, 16}, {9, 17}, {10, 18}, {11, 19}, {12, 20}, {13, 21}, {6, 10}, {7, 11}, {12, 16}, {13, 17},
-    {10, 12}, {11, 13}, {11, 12}
-};
-
 // The median of 5x5 windows, each window's 25 values through the exchanges
 // in registers; the loop over the row runs many windows side by side.
 template <class T>
@@ -205,10 +186,48 @@ void medianHistogram(T* out, const T* const* rows, int nr, int nc, int P, int w,
     }
 }
 
+}  // namespace rank
+
+namespace rankk::plain {
+void median3(uint8_t* out, const uint8_t* const* rows, int P, int n, uint8_t* lo, uint8_t* mi,
+             uint8_t* hi) {
+    rank::median3x3(out, rows, P, n, lo, mi, hi);
+}
+void median5(uint8_t* out, const uint8_t* const* rows, int P, int n) { rank::median5x5(out, rows, P, n); }
+void vmax(uint8_t* v, const uint8_t* const* rows, int nr, int64_t count) {
+    rank::vertical<uint8_t, true>(v, rows, nr, count);
+}
+void vmin(uint8_t* v, const uint8_t* const* rows, int nr, int64_t count) {
+    rank::vertical<uint8_t, false>(v, rows, nr, count);
+}
+void hmax(uint8_t* out, const uint8_t* v, int nc, int P, int n) {
+    rank::horizontal<uint8_t, true>(out, v, nc, P, n, nullptr, nullptr);
+}
+void hmin(uint8_t* out, const uint8_t* v, int nc, int P, int n) {
+    rank::horizontal<uint8_t, false>(out, v, nc, P, n, nullptr, nullptr);
+}
+}  // namespace rankk::plain
+
+namespace {
+RankKernels makeTable(Form form) {
+    namespace p = rankk::plain;
+    RankKernels k{p::median3, p::median5, p::vmax, p::vmin, p::hmax, p::hmin};
+    rankSimd(form, k);
+    return k;
+}
+}  // namespace
+
+const RankKernels& rankKernels() { return tableForActiveForm(makeTable); }
+Form rankForm() { return activeForm(); }
+
+namespace rank {
+
 template <class T>
 bool drive(void* context, const NbPiece& p) {
     const RankCall& c = *static_cast<const RankCall*>(context);
     const RankJob& J = c.job;
+    constexpr bool u8 = std::is_same_v<T, uint8_t>;
+    const RankKernels& K8 = rankKernels();
     const int P = c.pix;
     const int64_t count = (int64_t(p.w) + J.nCols - 1) * P;
     const int n = p.w * P;
@@ -253,14 +272,25 @@ bool drive(void* context, const NbPiece& p) {
             for (int j = 0; j < J.nRows; ++j) rowPtr[j] = rows.row(y + j);
             switch (J.op) {
                 case kRankMax:
-                    vertical<T, true>(a, rowPtr, J.nRows, count);
-                    horizontal<T, true>(out, a, J.nCols, P, n, b, d);
+                    if constexpr (u8) K8.vmax(a, rowPtr, J.nRows, count);
+                    else vertical<T, true>(a, rowPtr, J.nRows, count);
+                    if (u8 && J.nCols <= 8) K8.hmax(reinterpret_cast<uint8_t*>(out), reinterpret_cast<const uint8_t*>(a), J.nCols, P, n);
+                    else horizontal<T, true>(out, a, J.nCols, P, n, b, d);
                     break;
                 case kRankMin:
-                    vertical<T, false>(a, rowPtr, J.nRows, count);
-                    horizontal<T, false>(out, a, J.nCols, P, n, b, d);
+                    if constexpr (u8) K8.vmin(a, rowPtr, J.nRows, count);
+                    else vertical<T, false>(a, rowPtr, J.nRows, count);
+                    if (u8 && J.nCols <= 8) K8.hmin(reinterpret_cast<uint8_t*>(out), reinterpret_cast<const uint8_t*>(a), J.nCols, P, n);
+                    else horizontal<T, false>(out, a, J.nCols, P, n, b, d);
                     break;
                 default:
+                    if constexpr (u8) {
+                        if (net) K8.median3(out, rowPtr, P, n, a, b, d);
+                        else if (net5) K8.median5(out, rowPtr, P, n);
+                        else if (hist) medianHistogram(out, rowPtr, J.nRows, J.nCols, P, p.w, k, table);
+                        else medianSelect(out, rowPtr, J.nRows, J.nCols, P, n, k, a);
+                        break;
+                    }
                     if (net) median3x3(out, rowPtr, P, n, a, b, d);
                     else if (net5) median5x5(out, rowPtr, P, n);
                     else if (hist) medianHistogram(out, rowPtr, J.nRows, J.nCols, P, p.w, k, table);
