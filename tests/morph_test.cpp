@@ -78,28 +78,17 @@ TEST(Morph, RandomFramesMatchThePaddedModel) {
     for (uint32_t seed = 1; seed <= 500; ++seed) runMorph(seed);
 }
 
-// Identities on a binary image with a region that leaves room around it.
-TEST(Morph, BinaryIdentities) {
+// Opening a binary image twice changes nothing the second time.
+TEST(Morph, OpeningIsIdempotent) {
     for (int depth : {ZOL_DEPTH_1U, ZOL_DEPTH_8U}) {
         const int64_t one = depth == ZOL_DEPTH_1U ? 1 : 255;
         Image a(depth, 1, 40, 30), b(depth, 1, 40, 30), c(depth, 1, 40, 30);
         a.randomize(depth);
         for (int y = 0; y < 30; ++y)
             for (int x = 0; x < 40; ++x) kit::set(a, x, y, 0, kit::get(a, x, y, 0) % 3 == 0 ? one : 0);
-        // Opening is idempotent.
         zolOpen(a, b, 2);
         zolOpen(b, c, 2);
         EXPECT_EQ(b.bytes(), c.bytes()) << kit::depthName(depth);
-        // Closing an all-white whole image: a black frame r pixels wide.
-        Image p(depth, 1, 20, 20);
-        for (int y = 0; y < 20; ++y)
-            for (int x = 0; x < 20; ++x) kit::set(p, x, y, 0, one);
-        zolClose(p, p, 2);
-        int bad = 0;
-        for (int y = 0; y < 20; ++y)
-            for (int x = 0; x < 20; ++x)
-                bad += kit::get(p, x, y, 0) != (x >= 2 && x < 18 && y >= 2 && y < 18 ? one : 0);
-        EXPECT_EQ(bad, 0);
     }
 }
 
