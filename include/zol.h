@@ -1114,6 +1114,119 @@ ZOL_API void zolGrayToColor(ZolImage* src, ZolImage* dst, float fractR, float fr
  * never changed; a tiled dst dithers to the same values as an untiled one. */
 ZOL_API void zolReduceBits(ZolImage* src, ZolImage* dst, int jitterType, int ditherType, int levelBits);
 
+/* ---- Rank filters ----
+ * dst(x, y) = the largest (zolMaxFilter), smallest (zolMinFilter) or
+ * median (zolMedianFilter) element of the nCols x nRows window over
+ * columns x - anchorX .. x - anchorX + nCols - 1 and rows y - anchorY ..
+ * y - anchorY + nRows - 1 of the source, per channel, nothing mirrored.
+ * The median is the k-th smallest with k = nCols * nRows / 2 + 1: the upper
+ * middle value of an even window, never an average; 16U compares unsigned,
+ * 8S and 16S signed; a 1-bit window gives 1 when at least half its bits
+ * (rounded up) are set. Outside the image the source's border rules apply;
+ * a constant border reads as the element's low bits (8U: 300 reads 44,
+ * 1U: 2 reads 0), so a min filter sees 0 beyond the edge by default.
+ * Depths 1U, 8U, 8S, 16U, 16S, 32S, the same in both images; the images
+ * must differ. Checks, in order: "Incorrect Image"; -5
+ * "(anchorX>=nCols)||(anchorX<0)", "(anchorY>=nRows)||(anchorY<0)",
+ * "(srcImage==dstImage)", "srcImage->depth!=dstImage->depth",
+ * "srcImage->depth==32" (32F), "srcImage->nChannels!=dstImage->nChannels",
+ * "srcImage->alphaChannel!=dstImage->alphaChannel",
+ * "(srcImage->alphaChannel!=0)&&(srcImage->alphaChannel!=srcImage->nChannels)",
+ * "srcImage->dataOrder!=dstImage->dataOrder" (not for 1U); then the channel
+ * counts, which report and go on: "Interst Channel of input Image more
+ * number of channels.", "Interst Channel of output Image more number of
+ * channels.", "Number of interset channel input and output Image is not
+ * equal."; a negative status at that point, also one left by an earlier
+ * call, ends the call silently. ROI, coi (a coi on one image only uses
+ * channel 1 of the other), masks of both images (both bits must be set,
+ * each mask placed at its own region) and tiles are honoured. Untouched:
+ * the destination outside the region, masked-out pixels, the alpha
+ * channel, the bits around a 1-bit region. Scratch or a tile that cannot be
+ * had, and windows so large that the window-extended region would pass
+ * 512 MiB, end the call silently with the parts done kept. */
+ZOL_API void zolMaxFilter(ZolImage* srcImage, ZolImage* dstImage, int nCols, int nRows,
+                          int anchorX, int anchorY);
+ZOL_API void zolMinFilter(ZolImage* srcImage, ZolImage* dstImage, int nCols, int nRows,
+                          int anchorX, int anchorY);
+ZOL_API void zolMedianFilter(ZolImage* srcImage, ZolImage* dstImage, int nCols, int nRows,
+                             int anchorX, int anchorY);
+
+/* ---- Morphology ----
+ * A square structuring element of side K = 2 * nIterations + 1, applied in
+ * one pass: zolDilate takes the largest element of each K x K window
+ * centred on the pixel (OR for 1U), zolErode the smallest (AND); zolOpen is
+ * erosion then dilation, zolClose dilation then erosion. The operations
+ * look one pixel beyond the region (a real pixel, or the source's border,
+ * where any non-zero 1-bit constant reads as 1) and repeat that ring
+ * outwards. Opening and closing filter their first stage on the region
+ * only: its margin stays the unfiltered ring, so closing an all-white whole
+ * image gives a black frame nIterations pixels wide. Depths 1U, 8U, 16U,
+ * the same in both images; in-place use is allowed. The status is cleared
+ * on entry. Checks, in order: "Incorrect Image"; -5 "Illegal number of of
+ * iterations" (below 1), "Illegal image depth", "SRC and DST depth are
+ * different", "SRC and DST order are different", "SRC and DST orign are
+ * different", "SRC and DST number of channels are different", "SRC and DST
+ * COI are different". ROI, coi, masks of both images (ANDed; elsewhere the
+ * destination keeps its value) and tiles are honoured; the alpha channel
+ * is left alone. Memory that cannot be had, and windows whose extended
+ * region would pass 512 MiB, set -4 with no message. */
+ZOL_API void zolDilate(ZolImage* srcImage, ZolImage* dstImage, int nIterations);
+ZOL_API void zolErode(ZolImage* srcImage, ZolImage* dstImage, int nIterations);
+ZOL_API void zolOpen(ZolImage* srcImage, ZolImage* dstImage, int nIterations);
+ZOL_API void zolClose(ZolImage* srcImage, ZolImage* dstImage, int nIterations);
+
+/* ---- Blur ----
+ * dst = the average of the nCols x nRows window over columns x - anchorX ..
+ * x - anchorX + nCols - 1 and rows y - anchorY .. y - anchorY + nRows - 1
+ * (nothing mirrored), read through the source's border rules. The sum S
+ * is multiplied by the float nearest to 1/(nCols * nRows): integer depths
+ * round S times that float exactly to nearest, ties to even (8U: a window
+ * 2 x 1 over 1 and 2 gives 2; 10 x 1 with S = 5 gives 1, the float of 1/10
+ * lying above 0.1); 32S sums its columns in floats, rounds to a 64-bit
+ * integer and stores the low 32 bits; 32F sums its columns in floats; 1U
+ * gives 1 when S times the scale is at least 0.5. Depths 1U, 8U, 8S, 16U,
+ * 16S, 32S, 32F, the same in both images; in-place use is allowed. Checks,
+ * in order: "Incorrect Image"; -5 "(srcImage->depth!=dstImage->depth)",
+ * "(nRows<0||nCols<0)", "(anchorX<0||anchorY<0)",
+ * "(anchorX>=nCols||anchorY>=nRows)"; a 1 x 1 window is zolCopy; -18 "bad
+ * alpha channel's number" (a coi naming the alpha channel, or an alpha
+ * channel that is not the last); -15 "bad channel's number"; -4
+ * "Allocation failure", also for windows whose extended region would pass
+ * 512 MiB. ROI, coi, masks of both images (ANDed) and tiles are honoured;
+ * the alpha channel and pixels a mask leaves out are untouched. */
+ZOL_API void zolBlur(ZolImage* srcImage, ZolImage* dstImage, int nCols, int nRows, int anchorX,
+                     int anchorY);
+
+/* ---- Fixed filters ----
+ * zolFixedFilter applies one of eleven built-in kernels, nothing mirrored:
+ * the first kernel row meets the row above the anchor in memory order, the
+ * first column the pixel to its left. s is the weighted sum. Divisor-1
+ * filters store s clamped to the depth (32S: to 32 bits); the 3x3 Gaussian
+ * stores (s + 7 + ((s & 16) >> 4)) >> 4 (s/16, ties to even), the 5x5
+ * Gaussian floor((2s + 571) / 1142) (s/571, ties up; 32S through floats,
+ * rounded to nearest and clamped), sharpen (s + 3 + ((s & 8) >> 3)) >> 3
+ * clamped. 32F sums in float stages (a float stored after each row stage)
+ * and stores the float. 1U sets the bit when s exceeds the threshold (0;
+ * 7 for the 3x3 Gaussian; 285 for the 5x5 one); sharpen on 1U is zolCopy.
+ * Depths 1U, 8U, 8S, 16U, 16S, 32S, 32F, the same in both images, which
+ * must differ. Result 0 when the call went through (also when nothing was
+ * to do or scratch ran out, silently), -1 when a check failed or a negative
+ * status stood before the call. Checks as zolMaxFilter's without the
+ * anchor and 32F checks, then -5 "Unknow filter." for filter above 10 (as
+ * unsigned). ROI, coi, masks and tiles as for the rank filters. */
+#define ZOL_FILTER_PREWITT_V  0 /* [1 0 -1; 1 0 -1; 1 0 -1] */
+#define ZOL_FILTER_PREWITT_H  1 /* [-1 -1 -1; 0 0 0; 1 1 1] */
+#define ZOL_FILTER_SOBEL_V    2 /* [1 0 -1; 2 0 -2; 1 0 -1]: left minus right */
+#define ZOL_FILTER_SOBEL_H    3 /* [-1 -2 -1; 0 0 0; 1 2 1] */
+#define ZOL_FILTER_LAPLACIAN3 4 /* 8 at the centre, -1 around */
+#define ZOL_FILTER_LAPLACIAN5 5 /* 5x5, 20 at the centre */
+#define ZOL_FILTER_GAUSSIAN3  6 /* [1 2 1; 2 4 2; 1 2 1] / 16 */
+#define ZOL_FILTER_GAUSSIAN5  7 /* 5x5 / 571 */
+#define ZOL_FILTER_HIGHPASS3  8 /* as ZOL_FILTER_LAPLACIAN3 */
+#define ZOL_FILTER_HIGHPASS5  9 /* 24 at the centre, -1 around */
+#define ZOL_FILTER_SHARPEN    10 /* (16 at the centre, -1 around) / 8 */
+ZOL_API int zolFixedFilter(ZolImage* srcImage, ZolImage* dstImage, int filter);
+
 #ifdef __cplusplus
 }
 #endif

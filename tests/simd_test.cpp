@@ -26,6 +26,7 @@
 #include "measure/moments.h"
 #include "measure/norm.h"
 #include "measure/threshold.h"
+#include "filter/rank.h"
 
 namespace {
 
@@ -354,6 +355,42 @@ std::vector<Entry> thresholdEntries() {
              }}};
 }
 
+// The rank kernels read up to 22 bytes beyond the run, from a copy.
+std::vector<Entry> rankEntries() {
+    const zol::RankKernels& k = zol::rankKernels();
+    std::vector<Entry> e;
+    using Call = std::function<void(const uint8_t*, uint8_t*, size_t, int, uint32_t)>;
+    auto entry = [&](const std::string& name, Call fn) {
+        e.push_back({name, 1, false, [fn](const uint8_t* a, const uint8_t*, uint8_t* d, size_t n, const Param& q) {
+                         const Bytes s(a, a + n + 32);
+                         fn(s.data(), d, n, 0, q.bits);
+                     }});
+    };
+    for (int P : {1, 3}) {
+        const std::string p = "/" + std::to_string(P);
+        entry("median3" + p, [fn = k.median3, P](const uint8_t* s, uint8_t* d, size_t n, int, uint32_t) {
+            const uint8_t* rows[3] = {s, s + 5, s + 9};
+            Bytes lo(n + 8), mi(n + 8), hi(n + 8);
+            fn(d, rows, P, int(n), lo.data(), mi.data(), hi.data());
+        });
+        entry("median5" + p, [fn = k.median5, P](const uint8_t* s, uint8_t* d, size_t n, int, uint32_t) {
+            const uint8_t* rows[5] = {s, s + 1, s + 3, s + 6, s + 10};
+            fn(d, rows, P, int(n));
+        });
+        for (auto [name, fn] : {std::pair{"hmax", k.hmax}, {"hmin", k.hmin}})
+            entry(name + p, [fn = fn, P](const uint8_t* s, uint8_t* d, size_t n, int, uint32_t bits) {
+                fn(d, s, int(1 + bits % 8), P, int(n));
+            });
+    }
+    for (auto [name, fn] : {std::pair{"vmax", k.vmax}, {"vmin", k.vmin}})
+        entry(name, [fn = fn](const uint8_t* s, uint8_t* d, size_t n, int, uint32_t bits) {
+            const uint8_t* rows[7];
+            for (int j = 0; j < 7; ++j) rows[j] = s + 3 * j;
+            fn(d, rows, int(1 + bits % 7), int64_t(n));
+        });
+    return e;
+}
+
 struct Family {
     const char* name;
     std::vector<Entry> (*entries)();
@@ -371,6 +408,7 @@ const Family kFamilies[] = {
     {"norm", normEntries, zol::normForm},
     {"moments", momentEntries, zol::momentsForm},
     {"threshold", thresholdEntries, zol::thresholdForm},
+    {"rank", rankEntries, zol::rankForm},
 };
 
 // Bytes mostly from the edges of 8-, 16- and 32-bit elements, which makes

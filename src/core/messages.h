@@ -367,6 +367,47 @@ inline constexpr const char kNormMaskNull[] = "Null pointer for mask";
 inline constexpr const char kZeroDivided[] = "Zero divided";
 inline constexpr const char kBlank[] = " ";
 
+// Rank filters and morphology.
+inline constexpr const char kMaxFilter[] = "zolMaxFilter";
+inline constexpr const char kMinFilter[] = "zolMinFilter";
+inline constexpr const char kMedianFilter[] = "zolMedianFilter";
+inline constexpr const char kRankAnchorX[] = "(anchorX>=nCols)||(anchorX<0)";
+inline constexpr const char kRankAnchorY[] = "(anchorY>=nRows)||(anchorY<0)";
+inline constexpr const char kRankSame[] = "(srcImage==dstImage)";
+inline constexpr const char kRankDepths[] = "srcImage->depth!=dstImage->depth";
+inline constexpr const char kRankDepth32[] = "srcImage->depth==32";
+inline constexpr const char kRankChannels[] = "srcImage->nChannels!=dstImage->nChannels";
+inline constexpr const char kRankAlphas[] = "srcImage->alphaChannel!=dstImage->alphaChannel";
+inline constexpr const char kRankAlphaLast[] =
+    "(srcImage->alphaChannel!=0)&&(srcImage->alphaChannel!=srcImage->nChannels)";
+inline constexpr const char kRankOrders[] = "srcImage->dataOrder!=dstImage->dataOrder";
+inline constexpr const char kRankSrcCoi[] =
+    "Interst Channel of input Image more number of channels.";
+inline constexpr const char kRankDstCoi[] =
+    "Interst Channel of output Image more number of channels.";
+inline constexpr const char kRankCounts[] =
+    "Number of interset channel input and output Image is not equal.";
+inline constexpr const char kBlur[] = "zolBlur";
+inline constexpr const char kBlurDepths[] = "(srcImage->depth!=dstImage->depth)";
+inline constexpr const char kBlurSize[] = "(nRows<0||nCols<0)";
+inline constexpr const char kBlurAnchorLow[] = "(anchorX<0||anchorY<0)";
+inline constexpr const char kBlurAnchorHigh[] = "(anchorX>=nCols||anchorY>=nRows)";
+inline constexpr const char kBlurAlpha[] = "bad alpha channel's number";
+inline constexpr const char kBlurChannels[] = "bad channel's number";
+inline constexpr const char kFixedFilter[] = "zolFixedFilter";
+inline constexpr const char kUnknowFilter[] = "Unknow filter.";
+inline constexpr const char kDilate[] = "zolDilate";
+inline constexpr const char kErode[] = "zolErode";
+inline constexpr const char kOpen[] = "zolOpen";
+inline constexpr const char kClose[] = "zolClose";
+inline constexpr const char kMorphIterations[] = "Illegal number of of iterations";
+inline constexpr const char kMorphDepth[] = "Illegal image depth";
+inline constexpr const char kMorphDepths[] = "SRC and DST depth are different";
+inline constexpr const char kMorphOrders[] = "SRC and DST order are different";
+inline constexpr const char kMorphOrigins[] = "SRC and DST orign are different";
+inline constexpr const char kMorphChannels[] = "SRC and DST number of channels are different";
+inline constexpr const char kMorphCois[] = "SRC and DST COI are different";
+
 // Test image.
 inline constexpr const char kJaehneNoHeader[] =
     "Not enough memory to allocate header for ImageJaehne";

@@ -47,7 +47,7 @@ public:
     }
 
     int run() {
-        const bool copyFirst = c_.src == c_.dst || c_.src->tileInfo;
+        const bool copyFirst = c_.src == c_.dst || c_.src->tileInfo || c_.wholeBlock;
         if (!copyFirst) return overDst();
         if (bw_ > 0x7FFFFFFF || bh_ > 0x7FFFFFFF) return kNbNoMemory;
         int stride = 0;

@@ -72,6 +72,11 @@ struct NbCall {
     const ZolImage* mask;        // 1-bit, placed by its own region's corner; or NULL
     int w, h;                    // the common region's size, above 0
     Reach reach;
+    // Fetch the region with its margin into one block first even for plain
+    // images: a driver whose running sums must start at the region's top
+    // row (float sums round along the way) then sees the region whole, or
+    // cut only by the destination's tiles.
+    bool wholeBlock = false;
 };
 
 enum NbStatus { kNbOk = 0, kNbNoMemory = 1, kNbNoTile = 2, kNbDriverFailed = 3 };
