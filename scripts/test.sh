@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Builds and runs the whole test suite twice: an optimised build (dev) and a
-# build under AddressSanitizer and UndefinedBehaviorSanitizer (asan). Both
-# always run; the script fails if either fails.
+# Builds and runs the whole test suite: an optimised build (dev), a build
+# under AddressSanitizer and UndefinedBehaviorSanitizer (asan), and the
+# aarch64 cross build under qemu. All three always run; the script fails if
+# any fails.
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -13,8 +14,10 @@ for preset in dev asan; do
     echo "=== $preset ==="
     cmake --workflow --preset "$preset" || failed+=("$preset")
 done
+echo "=== aarch64 ==="
+bash "$root/scripts/cross-aarch64.sh" || failed+=(aarch64)
 if [[ ${#failed[@]} -ne 0 ]]; then
     echo "FAILED: ${failed[*]}" >&2
     exit 1
 fi
-echo "dev and asan: all tests passed"
+echo "dev, asan and aarch64: all tests passed"
