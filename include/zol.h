@@ -607,6 +607,30 @@ ZOL_API void zolZoom(ZolImage* srcImage, ZolImage* dstImage, int xDst, int xSrc,
 ZOL_API int zolDecimate(ZolImage* srcImage, ZolImage* dstImage, int xDst, int xSrc, int yDst,
                         int ySrc, int interpolate);
 
+/* ------------------------------------------------------------------ */
+/* Mirror                                                               */
+/* ------------------------------------------------------------------ */
+
+/* Copies the region flipped: flipAxis 0 reverses the rows (dst(i, H-1-j) =
+ * src(i, j)), 1 the columns (dst(W-1-i, j) = src(i, j)), -1 both. W x H is
+ * the smaller of the two regions, cut further to each mask's region (cut at
+ * the mask's edges). Depths 1U, 8U, 8S, 16U, 16S, 32S, the same on both
+ * sides; a coi selects one channel, else every channel but alpha (whose
+ * values stay). A source mask is read at the source pixel, a destination
+ * mask at the destination pixel; pixels not selected keep their values,
+ * except in 1U, where every bit of the region is written and unselected ones
+ * become 0. srcImage may be dstImage: then without a mask the flip is done
+ * in place through one scratch row, with a mask nothing changes and nothing
+ * is reported (a tiled image flips in place with masks too, its region
+ * being read first). Tiles on either side. Checks, in order: headers
+ * ("Incorrect Image"), 32F (-17 "srcImage->depth = 32F"), depths (-5
+ * "(srcImage->depth!=dstImage->depth)"), flipAxis (-5
+ * "((flipAxis>1)||(flipAxis<-1))"), alpha on 1U (-16) and alpha not last
+ * (-18) ("srcImage->alphaChannel", "dstImage->alphaChannel"), coi (-24
+ * "srcImage-roi->coi", "dstImage-roi->coi"), channel counts (-15, empty
+ * text). A destination tile that does not come is left out. */
+ZOL_API void zolMirror(ZolImage* srcImage, ZolImage* dstImage, int flipAxis);
+
 /* Scaled multiplication and alpha compositing                          */
 /* ------------------------------------------------------------------ */
 

@@ -22,6 +22,7 @@
 #include "colour/kernels.h"
 #include "core/simd.h"
 #include "filter/convolve.h"
+#include "geometry/mirror.h"
 
 namespace {
 
@@ -287,6 +288,17 @@ std::vector<Entry> alphaEntries() {
     return e;
 }
 
+std::vector<Entry> mirrorEntries() {
+    std::vector<Entry> e;
+    for (int ch : {1, 3, 4})
+        e.push_back({"reverse8 c" + std::to_string(ch), size_t(ch), false,
+                     [ch, fn = zol::geo::mirrorKernels().reverse8](
+                         const uint8_t* a, const uint8_t*, uint8_t* d, size_t n,
+                         const Param&) { fn(a, d, int(n), ch); },
+                     false});
+    return e;
+}
+
 struct Family {
     const char* name;
     std::vector<Entry> (*entries)();
@@ -300,6 +312,7 @@ const Family kFamilies[] = {
     {"convolution", convEntries, zol::convForm},
     {"colour", colourEntries, zol::colourForm},
     {"alpha", alphaEntries, zol::alphaForm},
+    {"mirror", mirrorEntries, zol::geo::mirrorForm},
 };
 
 // Bytes mostly from the edges of 8-, 16- and 32-bit elements, which makes
