@@ -138,23 +138,23 @@ struct Job {
 };
 
 // Fixed-point scans: 8U nearest, linear and cubic; 16U nearest; 1U nearest.
-template <class T>
-void scanFixed(const Job& j) {
+template <class T, int Mode>
+void scanFixedMode(const Job& j) {
     const int64_t A = std::llround(j.m.A * 65536), E = std::llround(j.m.E * 65536);
     const int64_t B = std::llround(j.m.B * 65536), F = std::llround(j.m.F * 65536);
     int64_t u0 = std::llround((j.anchor * j.m.B + j.m.C) * 65536) + B * (j.firstRow - j.anchor);
     int64_t v0 = std::llround((j.anchor * j.m.F + j.m.G) * 65536) + F * (j.firstRow - j.anchor);
     const int64_t uMax = int64_t(j.iw - 1) << 16, vMax = int64_t(j.ih - 1) << 16;
-    if (j.mode == kInterNN) u0 += 32768, v0 += 32768;
+    if (Mode == kInterNN) u0 += 32768, v0 += 32768;
     for (int y = j.firstRow; y <= j.lastRow; ++y, u0 += B, v0 += F) {
         const int x0 = j.left[y - j.firstRow], x1 = j.right[y - j.firstRow];
         int64_t u = u0 + A * x0, v = v0 + E * x0;
         for (int x = x0; x <= x1; ++x, u += A, v += E) {
-            if (j.mode == kInterNN) {
+            if (Mode == kInterNN) {
                 const int64_t i = std::clamp<int64_t>(u >> 16, 0, j.sw - 1);
                 const int64_t k = std::clamp<int64_t>(v >> 16, 0, j.sh - 1);
                 for (int c = 0; c < j.ch; ++c) put<T>(j.d, x - j.dx, y - j.dy, c, at<T>(j.s, i, k, c));
-            } else if (j.mode == kInterLinear) {
+            } else if (Mode == kInterLinear) {
                 const int64_t uc = std::clamp<int64_t>(u, 0, uMax), vc = std::clamp<int64_t>(v, 0, vMax);
                 int64_t i = uc >> 16, k = vc >> 16;
                 if (i > j.iw - 2) --i;
@@ -182,6 +182,14 @@ void scanFixed(const Job& j) {
             }
         }
     }
+}
+
+// The sampling mode as a template argument: no per-pixel test of it.
+template <class T>
+void scanFixed(const Job& j) {
+    if (j.mode == kInterNN) scanFixedMode<T, kInterNN>(j);
+    else if (j.mode == kInterLinear) scanFixedMode<T, kInterLinear>(j);
+    else scanFixedMode<T, kInterCubic>(j);
 }
 
 void scanBits(const Job& j) {
