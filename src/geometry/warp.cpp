@@ -138,58 +138,80 @@ struct Job {
 };
 
 // Fixed-point scans: 8U nearest, linear and cubic; 16U nearest; 1U nearest.
-template <class T, int Mode>
+template <class T>
+inline int32_t ld(const char* p) {
+    return int32_t(*reinterpret_cast<const T*>(p));
+}
+
+// Ch channels (0: j.ch at run time), each pixel's taps addressed once.
+template <class T, int Mode, int Ch>
 void scanFixedMode(const Job& j) {
     const int64_t A = std::llround(j.m.A * 65536), E = std::llround(j.m.E * 65536);
     const int64_t B = std::llround(j.m.B * 65536), F = std::llround(j.m.F * 65536);
     int64_t u0 = std::llround((j.anchor * j.m.B + j.m.C) * 65536) + B * (j.firstRow - j.anchor);
     int64_t v0 = std::llround((j.anchor * j.m.F + j.m.G) * 65536) + F * (j.firstRow - j.anchor);
     const int64_t uMax = int64_t(j.iw - 1) << 16, vMax = int64_t(j.ih - 1) << 16;
+    const int ch = Ch ? Ch : j.ch;
+    const ptrdiff_t sr = j.s.row, sp = j.s.pix, sc = j.s.ch, dp = j.d.pix, dc = j.d.ch;
+    const char* const sbase = j.s.p;
     if (Mode == kInterNN) u0 += 32768, v0 += 32768;
     for (int y = j.firstRow; y <= j.lastRow; ++y, u0 += B, v0 += F) {
         const int x0 = j.left[y - j.firstRow], x1 = j.right[y - j.firstRow];
         int64_t u = u0 + A * x0, v = v0 + E * x0;
-        for (int x = x0; x <= x1; ++x, u += A, v += E) {
+        char* d = j.d.p + j.d.row * (y - j.dy) + dp * (x0 - j.dx);
+        for (int x = x0; x <= x1; ++x, u += A, v += E, d += dp) {
             if (Mode == kInterNN) {
                 const int64_t i = std::clamp<int64_t>(u >> 16, 0, j.sw - 1);
                 const int64_t k = std::clamp<int64_t>(v >> 16, 0, j.sh - 1);
-                for (int c = 0; c < j.ch; ++c) put<T>(j.d, x - j.dx, y - j.dy, c, at<T>(j.s, i, k, c));
+                const char* s = sbase + sr * k + sp * i;
+                for (int c = 0; c < ch; ++c) *reinterpret_cast<T*>(d + dc * c) = *reinterpret_cast<const T*>(s + sc * c);
             } else if (Mode == kInterLinear) {
                 const int64_t uc = std::clamp<int64_t>(u, 0, uMax), vc = std::clamp<int64_t>(v, 0, vMax);
                 int64_t i = uc >> 16, k = vc >> 16;
                 if (i > j.iw - 2) --i;
                 if (k > j.ih - 2) --k;
-                const int64_t wx = (uc - (i << 16)) >> 2, wy = (vc - (k << 16)) >> 2;
-                for (int c = 0; c < j.ch; ++c) {
-                    const int64_t h0 = (at<T>(j.s, i, k, c) * (16384 - wx) + at<T>(j.s, i + 1, k, c) * wx) >> 8;
-                    const int64_t h1 =
-                        (at<T>(j.s, i, k + 1, c) * (16384 - wx) + at<T>(j.s, i + 1, k + 1, c) * wx) >> 8;
-                    put<T>(j.d, x - j.dx, y - j.dy, c, (h0 * (16384 - wy) + h1 * wy) >> 20);
+                const int32_t wx = int32_t((uc - (i << 16)) >> 2), wy = int32_t((vc - (k << 16)) >> 2);
+                const char* s0 = sbase + sr * k + sp * i;
+                const char* s1 = s0 + sr;
+                for (int c = 0; c < ch; ++c) {
+                    const ptrdiff_t o = sc * c;
+                    const int64_t h0 = (int64_t(ld<T>(s0 + o)) * (16384 - wx) + int64_t(ld<T>(s0 + o + sp)) * wx) >> 8;
+                    const int64_t h1 = (int64_t(ld<T>(s1 + o)) * (16384 - wx) + int64_t(ld<T>(s1 + o + sp)) * wx) >> 8;
+                    *reinterpret_cast<T*>(d + dc * c) = T((h0 * (16384 - wy) + h1 * wy) >> 20);
                 }
             } else {
                 const int64_t ib = u < 65536 ? 0 : (u >> 16) >= j.iw - 2 ? j.iw - 4 : (u >> 16) - 1;
                 const int64_t jb = v < 65536 ? 0 : (v >> 16) >= j.ih - 2 ? j.ih - 4 : (v >> 16) - 1;
                 const int64_t t = u - (ib << 16) - 65536, tv = v - (jb << 16) - 65536;
-                for (int c = 0; c < j.ch; ++c) {
+                const char* s = sbase + sr * jb + sp * ib;
+                for (int c = 0; c < ch; ++c) {
                     int64_t r[4];
-                    for (int k = 0; k < 4; ++k)
-                        r[k] = (cubic8(at<T>(j.s, ib, jb + k, c), at<T>(j.s, ib + 1, jb + k, c),
-                                       at<T>(j.s, ib + 2, jb + k, c), at<T>(j.s, ib + 3, jb + k, c), t) +
-                                8) >> 4;
+                    for (int q = 0; q < 4; ++q) {
+                        const char* e = s + sr * q + sc * c;
+                        r[q] = (cubic8(ld<T>(e), ld<T>(e + sp), ld<T>(e + 2 * sp), ld<T>(e + 3 * sp), t) + 8) >> 4;
+                    }
                     const int64_t p = (cubic8(r[0], r[1], r[2], r[3], tv) + 8) >> 4;
-                    put<T>(j.d, x - j.dx, y - j.dy, c, std::clamp<int64_t>(p, 0, 255));
+                    *reinterpret_cast<T*>(d + dc * c) = T(std::clamp<int64_t>(p, 0, 255));
                 }
             }
         }
     }
 }
 
-// The sampling mode as a template argument: no per-pixel test of it.
+template <class T, int Mode>
+void scanFixedCh(const Job& j) {
+    if (j.ch == 1) scanFixedMode<T, Mode, 1>(j);
+    else if (j.ch == 3) scanFixedMode<T, Mode, 3>(j);
+    else scanFixedMode<T, Mode, 0>(j);
+}
+
+// The sampling mode and channel count as template arguments: no
+// per-pixel test of either.
 template <class T>
 void scanFixed(const Job& j) {
-    if (j.mode == kInterNN) scanFixedMode<T, kInterNN>(j);
-    else if (j.mode == kInterLinear) scanFixedMode<T, kInterLinear>(j);
-    else scanFixedMode<T, kInterCubic>(j);
+    if (j.mode == kInterNN) scanFixedCh<T, kInterNN>(j);
+    else if (j.mode == kInterLinear) scanFixedCh<T, kInterLinear>(j);
+    else scanFixedCh<T, kInterCubic>(j);
 }
 
 void scanBits(const Job& j) {
