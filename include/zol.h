@@ -664,7 +664,9 @@ ZOL_API void zolMirror(ZolImage* srcImage, ZolImage* dstImage, int flipAxis);
  * "srcImage->dataOrder != dstImage->dataOrder", "(srcImage->depth &
  * ZOL_DEPTH_SIGN) || (srcImage->depth == ZOL_DEPTH_32F)", "This function is
  * not in-place function" (all reported, then the call ends). Positions are
- * computed in 64 bits, so extreme matrices never overflow. */
+ * computed in 64 bits; a mapping whose steps reach 1e9 or whose corners
+ * reach 1e12 in magnitude writes nothing, so extreme matrices never
+ * overflow. */
 ZOL_API void zolWarpAffine(ZolImage* srcImage, ZolImage* dstImage, const double coeffs[2][3],
                            int interpolate);
 /* zolWarpAffine with {cos a, sin a, xShift}, {-sin a, cos a, yShift}, a in

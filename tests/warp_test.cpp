@@ -200,6 +200,18 @@ TEST(WarpAffine, QuarterTurnsShiftsAndRotateShift) {
         zolRotate(a, td.image(), 270, 12.5, 0, ZOL_INTER_LINEAR);
         EXPECT_EQ(c.bytes(), d.bytes()) << depth;
     }
+    // Extreme matrices write nothing and report nothing.
+    Image e(ZOL_DEPTH_8U, 1, 9, 7), f(ZOL_DEPTH_8U, 1, 9, 7);
+    e.randomize(4);
+    const auto zeros = f.bytes();
+    for (const double huge : {1e30, -3e9, 1e15})
+        for (int mode : {0, 1, 2}) {
+            const double m[2][3] = {{0.6, 0.8, huge}, {-0.8, 0.6, 3}};
+            kit::Recorder rec;
+            zolWarpAffine(e, f, m, mode);
+            EXPECT_TRUE(rec.none());
+            EXPECT_EQ(f.bytes(), zeros);
+        }
     // A shift of 2.7 copies by 2; -0.5 by -1.
     Image s(ZOL_DEPTH_8U, 1, 9, 7), d(ZOL_DEPTH_8U, 1, 9, 7);
     s.randomize(1);

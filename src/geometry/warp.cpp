@@ -377,6 +377,15 @@ void ownWarpEngine(const char* func, const ZolImage* src, ZolImage* dst, const d
     }
     if (rd.width <= 0 || rd.height <= 0) return;
     const Mapping m = affineBack(quad, rs.width, rs.height);
+    // 16.16 steps and row starts stay far inside 64 bits, whatever the
+    // rectangle: a mapping beyond these bounds (or not finite) can place no
+    // source pixel usefully and writes nothing.
+    const double kStep = 1e9, kStart = 1e12;
+    if (!(std::fabs(m.A) < kStep && std::fabs(m.B) < kStep && std::fabs(m.E) < kStep &&
+          std::fabs(m.F) < kStep && std::fabs(m.C) < kStart && std::fabs(m.G) < kStart))
+        return;
+    for (int i = 0; i < 4; ++i)
+        if (!(std::fabs(quad[i][0]) < kStart && std::fabs(quad[i][1]) < kStart)) return;
     const Chans cs = chansOf(src), cd = chansOf(dst);
     if (cs.n <= 0 || cd.n <= 0) return;
     if (cs.n != cd.n) {
