@@ -607,6 +607,97 @@ ZOL_API void zolZoom(ZolImage* srcImage, ZolImage* dstImage, int xDst, int xSrc,
 ZOL_API int zolDecimate(ZolImage* srcImage, ZolImage* dstImage, int xDst, int xSrc, int yDst,
                         int ySrc, int interpolate);
 
+/* ------------------------------------------------------------------ */
+/* Mirror                                                               */
+/* ------------------------------------------------------------------ */
+
+/* Copies the region flipped: flipAxis 0 reverses the rows (dst(i, H-1-j) =
+ * src(i, j)), 1 the columns (dst(W-1-i, j) = src(i, j)), -1 both. W x H is
+ * the smaller of the two regions, cut further to each mask's region (cut at
+ * the mask's edges). Depths 1U, 8U, 8S, 16U, 16S, 32S, the same on both
+ * sides; a coi selects one channel, else every channel but alpha (whose
+ * values stay). A source mask is read at the source pixel, a destination
+ * mask at the destination pixel; pixels not selected keep their values,
+ * except in 1U, where every bit of the region is written and unselected ones
+ * become 0. srcImage may be dstImage: then without a mask the flip is done
+ * in place through one scratch row, with a mask nothing changes and nothing
+ * is reported (a tiled image flips in place with masks too, its region
+ * being read first). Tiles on either side. Checks, in order: headers
+ * ("Incorrect Image"), 32F (-17 "srcImage->depth = 32F"), depths (-5
+ * "(srcImage->depth!=dstImage->depth)"), flipAxis (-5
+ * "((flipAxis>1)||(flipAxis<-1))"), alpha on 1U (-16) and alpha not last
+ * (-18) ("srcImage->alphaChannel", "dstImage->alphaChannel"), coi (-24
+ * "srcImage-roi->coi", "dstImage-roi->coi"), channel counts (-15, empty
+ * text). A destination tile that does not come is left out. */
+ZOL_API void zolMirror(ZolImage* srcImage, ZolImage* dstImage, int flipAxis);
+
+/* ------------------------------------------------------------------ */
+/* Affine warps                                                         */
+/* ------------------------------------------------------------------ */
+
+/* Affine coefficients map a source position to a destination one, both in
+ * image coordinates (integers at pixel centres):
+ *   x' = c[0][0] x + c[0][1] y + c[0][2],  y' = c[1][0] x + c[1][1] y + c[1][2].
+ * A quadrangle is the images of the source rectangle's corners (its first
+ * and last pixels) top-left, top-right, bottom-right, bottom-left; a bound
+ * is {min x, min y}, {max x, max y} over them. */
+
+/* Writes the destination pixels inside the quadrangle of the source region
+ * (other pixels keep their values), each sampled at the inverse map of its
+ * position: nearest (index of u + 1/2, truncated), linear or cubic.
+ * 8U (and 1U, and 16U nearest) step the source position in 16.16 fixed
+ * point, adding per pixel; 8U linear gives ((h0 (16384 - wy) + h1 wy) >> 20)
+ * of 14-bit weights with h = (a (16384 - wx) + b wx) >> 8, 8U cubic the
+ * cubic through four samples in 4 fractional bits, rounded and clamped. 16U
+ * linear and cubic run in double, start at the first column of each row,
+ * add per pixel and round to nearest, keeping all 16 bits. Linear and cubic
+ * read samples past an ROI's far edges where the image has them. 1U and
+ * sources of one row or column run nearest, cubic under 4 samples runs
+ * linear. Depths 1U, 8U, 16U, equal; origins equal; data orders equal but
+ * for 1U or one channel each; maskROI is not looked at; not in place;
+ * tiles on either side. A singular matrix (|ad - bc| < 1e-7) is -5
+ * "Determinant of transform matrix == 0.0"; an identity with shifts copies
+ * the region moved by floor(shift); untiled half and quarter turns go to the
+ * exact rotation of zolRotate. interpolate outside 0..2: -5 "interpolate <
+ * 0 || interpolate > 2". Header faults: "srcImage->depth !=
+ * dstImage->depth", "srcImage->origin != dstImage->origin",
+ * "srcImage->dataOrder != dstImage->dataOrder", "(srcImage->depth &
+ * ZOL_DEPTH_SIGN) || (srcImage->depth == ZOL_DEPTH_32F)", "This function is
+ * not in-place function" (all reported, then the call ends). Positions are
+ * computed in 64 bits; a mapping whose steps reach 1e9 or whose corners
+ * reach 1e12 in magnitude writes nothing, so extreme matrices never
+ * overflow. */
+ZOL_API void zolWarpAffine(ZolImage* srcImage, ZolImage* dstImage, const double coeffs[2][3],
+                           int interpolate);
+/* zolWarpAffine with {cos a, sin a, xShift}, {-sin a, cos a, yShift}, a in
+ * degrees. Turns within 1e-7 of 90, 180, 270 degrees on untiled images are
+ * exact copies by floor(xShift), floor(yShift) (no sampling): 90 takes (x,
+ * y) to (y + X, -x + Y), 180 to (-x + X, -y + Y), 270 to (-y + X, x + Y).
+ * On tiled images the same turns take the general path with exact sine and
+ * cosine and whole shifts, giving the same pixels. */
+ZOL_API void zolRotate(ZolImage* srcImage, ZolImage* dstImage, double angle, double xShift,
+                       double yShift, int interpolate);
+/* zolWarpAffine with {1, xShear, xShift}, {yShear, 1, yShift}; returns the
+ * status. */
+ZOL_API int zolShear(ZolImage* srcImage, ZolImage* dstImage, double xShear, double yShear,
+                     double xShift, double yShift, int interpolate);
+/* The quadrangle of the image's region (cut to the image) under coeffs; an
+ * empty region is -5 "Bad rect ROI". */
+ZOL_API void zolGetAffineQuad(const ZolImage* image, const double coeffs[2][3],
+                              double quadrangle[4][2]);
+ZOL_API void zolGetAffineBound(const ZolImage* image, const double coeffs[2][3], double rect[2][2]);
+/* The coefficients mapping the image's region onto a parallelogram given
+ * as a quadrangle: -5 "Quadrangle is degenerate to triangle or length or
+ * point", "Quadrangle is concave", "Quadrangle is not parallelogram",
+ * "Bad rect ROI", "srcImage Rectangle ROI is degenerate to length or
+ * point". */
+ZOL_API void zolGetAffineTransform(const ZolImage* image, double coeffs[2][3],
+                                   const double quadrangle[4][2]);
+/* Adds to *xShift, *yShift what makes zolRotate by angle turn about
+ * (xCenter, yCenter). */
+ZOL_API void zolGetRotateShift(double xCenter, double yCenter, double angle, double* xShift,
+                               double* yShift);
+
 /* Scaled multiplication and alpha compositing                          */
 /* ------------------------------------------------------------------ */
 

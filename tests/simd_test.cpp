@@ -27,6 +27,7 @@
 #include "measure/norm.h"
 #include "measure/threshold.h"
 #include "filter/rank.h"
+#include "geometry/mirror.h"
 
 namespace {
 
@@ -391,6 +392,17 @@ std::vector<Entry> rankEntries() {
     return e;
 }
 
+std::vector<Entry> mirrorEntries() {
+    std::vector<Entry> e;
+    for (int ch : {1, 3, 4})
+        e.push_back({"reverse8 c" + std::to_string(ch), size_t(ch), false,
+                     [ch, fn = zol::geo::mirrorKernels().reverse8](
+                         const uint8_t* a, const uint8_t*, uint8_t* d, size_t n,
+                         const Param&) { fn(a, d, int(n), ch); },
+                     false});
+    return e;
+}
+
 struct Family {
     const char* name;
     std::vector<Entry> (*entries)();
@@ -409,6 +421,7 @@ const Family kFamilies[] = {
     {"moments", momentEntries, zol::momentsForm},
     {"threshold", thresholdEntries, zol::thresholdForm},
     {"rank", rankEntries, zol::rankForm},
+    {"mirror", mirrorEntries, zol::geo::mirrorForm},
 };
 
 // Bytes mostly from the edges of 8-, 16- and 32-bit elements, which makes

@@ -182,6 +182,41 @@ inline constexpr const char kDecDepth[] = "srcImage->depth is wrong";
 inline constexpr const char kDecSrcTile[] = "srcImage->tileInfo->callBack crash";
 inline constexpr const char kDecDstTile[] = "dstImage->tileInfo->callBack crash";
 
+// Mirror.
+inline constexpr const char kMirror[] = "zolMirror";
+inline constexpr const char kMirror32F[] = "srcImage->depth = 32F";
+inline constexpr const char kMirrorDepth[] = "(srcImage->depth!=dstImage->depth)";
+inline constexpr const char kMirrorAxis[] = "((flipAxis>1)||(flipAxis<-1))";
+inline constexpr const char kSrcAlpha[] = "srcImage->alphaChannel";
+inline constexpr const char kDstAlpha[] = "dstImage->alphaChannel";
+inline constexpr const char kSrcCoi[] = "srcImage-roi->coi";
+inline constexpr const char kDstCoi[] = "dstImage-roi->coi";
+
+// Warps.
+inline constexpr const char kWarpAffine[] = "zolWarpAffine";
+inline constexpr const char kRotate[] = "zolRotate";
+inline constexpr const char kShear[] = "zolShear";
+inline constexpr const char kGetAffineQuad[] = "zolGetAffineQuad";
+inline constexpr const char kGetAffineBound[] = "zolGetAffineBound";
+inline constexpr const char kGetAffineTransform[] = "zolGetAffineTransform";
+inline constexpr const char kWarpDepth[] = "srcImage->depth != dstImage->depth";
+inline constexpr const char kWarpOrigin[] = "srcImage->origin != dstImage->origin";
+inline constexpr const char kWarpOrder[] = "srcImage->dataOrder != dstImage->dataOrder";
+inline constexpr const char kWarpSigned[] =
+    "(srcImage->depth & ZOL_DEPTH_SIGN) || (srcImage->depth == ZOL_DEPTH_32F)";
+inline constexpr const char kWarpInPlace[] = "This function is not in-place function";
+inline constexpr const char kWarpSingular[] = "Determinant of transform matrix == 0.0";
+inline constexpr const char kWarpInterp[] = "interpolate < 0 || interpolate > 2";
+inline constexpr const char kWarpCoi[] = "srcImage COI != dstImage COI";
+inline constexpr const char kBadRectRoi[] = "Bad rect ROI";
+inline constexpr const char kQuadDegenerate[] =
+    "Quadrangle is degenerate to triangle or length or point";
+inline constexpr const char kQuadConcave[] = "Quadrangle is concave";
+inline constexpr const char kQuadNotParallel[] = "Quadrangle is not parallelogram";
+inline constexpr const char kSrcRectDegenerate[] =
+    "srcImage Rectangle ROI is degenerate to length or point";
+inline constexpr const char kWarpTileWrite[] = "Error get tile to write";
+
 // Scaled multiplication and alpha compositing, and the tile group they walk with.
 inline constexpr const char kMultiplyScale[] = "zolMultiplyScale";
 inline constexpr const char kMultiplySScale[] = "zolMultiplySScale";
