@@ -970,6 +970,63 @@ ZOL_API void zolGrayToColor(ZolImage* src, ZolImage* dst, float fractR, float fr
  * never changed; a tiled dst dithers to the same values as an untiled one. */
 ZOL_API void zolReduceBits(ZolImage* src, ZolImage* dst, int jitterType, int ditherType, int levelBits);
 
+/* ------------------------------------------------------------------ */
+/* Bitmaps and depth conversion                                         */
+/* ------------------------------------------------------------------ */
+
+/* The 40-byte little-endian device-independent bitmap info header, with
+ * the colour table (ZolRGBQuad entries) and, in the packed form, the pixels
+ * behind it. Bitmaps live in memory only: no file header. */
+typedef struct ZolBitmapInfoHeader {
+    uint32_t biSize; /* 40 */
+    int32_t biWidth;
+    int32_t biHeight; /* above 0: bottom row first; below 0: top-down */
+    uint16_t biPlanes; /* 1 */
+    uint16_t biBitCount; /* 1, 4, 8, 16, 24, 32 */
+    uint32_t biCompression; /* ZOL_BI_* */
+    uint32_t biSizeImage;
+    int32_t biXPelsPerMeter;
+    int32_t biYPelsPerMeter;
+    uint32_t biClrUsed;
+    uint32_t biClrImportant;
+} ZolBitmapInfoHeader;
+
+typedef struct ZolRGBQuad {
+    uint8_t rgbBlue;
+    uint8_t rgbGreen;
+    uint8_t rgbRed;
+    uint8_t rgbReserved;
+} ZolRGBQuad;
+
+#define ZOL_BI_RGB       0
+#define ZOL_BI_RLE8      1
+#define ZOL_BI_RLE4      2
+#define ZOL_BI_BITFIELDS 3
+
+/* A new image for a packed bitmap. *cloneData is 0 when imageData points
+ * into the bitmap (1-bit gray tables, 8-bit gray uncompressed, 24-bit, 32-bit
+ * without bit fields: pixel order, align 8 when the pixels' offset and row
+ * size are multiples of 8, else 4; the bitmap must outlive the image, freed
+ * by header only), 1 when the image owns a plane-order copy (align 8). Gray
+ * tables (an exact ramp 0..255) give one channel, others three (BGR), 32-bit
+ * four (BGRA, alpha 4). origin BL for a positive biHeight, TL otherwise.
+ * NULL after a report on failure, with nothing left allocated. */
+ZOL_API ZolImage* zolTranslateDIB(const ZolBitmapInfoHeader* dib, int* cloneData);
+/* Converts a packed bitmap (header, colour table, pixels) into image: 1, 4,
+ * 8-bit paletted, 16/32-bit RGB or bit fields (values moved to 8 bits by
+ * shifts, no bit replication), 24-bit, RLE8/RLE4. Writers: 1 channel 1U
+ * (red byte above 127), 8U, 16U (x256); 3 or 4 channels 8U or 16U (B, G,
+ * R, A; "RGB"/"RGBA" channelSeq swaps red and blue, "G"/"GRAY" takes
+ * (28B + 151G + 77R) >> 8). The picture's top row lands at the image's top;
+ * pixels past the bitmap stay. Allocates imageData if NULL. ROI, mask and
+ * tiles are not looked at. A header claiming more colours than 2^bits, or
+ * a size whose bytes overflow, is refused: such bitmaps cannot be real. */
+ZOL_API void zolConvertFromDIB(const ZolBitmapInfoHeader* dib, ZolImage* image);
+/* The same with the header (and its colour table) apart from the pixels;
+ * returns 0 or a status of its own for each check. */
+ZOL_API int zolConvertFromDIBSep(const ZolBitmapInfoHeader* dibHeader, const void* dibData,
+                                 ZolImage* image);
+
 #ifdef __cplusplus
 }
 #endif
