@@ -1027,6 +1027,19 @@ ZOL_API void zolConvertFromDIB(const ZolBitmapInfoHeader* dib, ZolImage* image);
 ZOL_API int zolConvertFromDIBSep(const ZolBitmapInfoHeader* dibHeader, const void* dibData,
                                  ZolImage* image);
 
+/* Copies src into dst of another depth (1U, 8U, 8S, 16U, 16S, 32S; 32F not
+ * accepted), each value clamped to dst's range, no scaling; all channels,
+ * alpha too. A multi-channel src into a 1U dst takes the ROI's coi channel:
+ * 1 where the value is above 0. 1U to 1U copies whole row bytes. Whole
+ * images: ROI and mask ignored (but the coi). Rows are turned over when the
+ * origins differ. Tiled images are walked by both tile sizes at once. */
+ZOL_API void zolConvert(ZolImage* srcImage, ZolImage* dstImage);
+/* A 1U one-channel src into dst (8U, 8S, 16U, 16S, 32S): OneScale where the
+ * bit is 1, else ZeroScale, in every channel but alpha (which stays). Both
+ * values must fit dst's range. Turning over and tiles as zolConvert. */
+ZOL_API void zolBitonalToGray(ZolImage* srcImage, ZolImage* dstImage, int32_t ZeroScale,
+                              int32_t OneScale);
+
 #ifdef __cplusplus
 }
 #endif
