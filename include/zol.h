@@ -1027,6 +1027,23 @@ ZOL_API void zolConvertFromDIB(const ZolBitmapInfoHeader* dib, ZolImage* image);
 ZOL_API int zolConvertFromDIBSep(const ZolBitmapInfoHeader* dibHeader, const void* dibData,
                                  ZolImage* image);
 
+/* Palette choices of zolConvertToDIB. */
+#define ZOL_PALETTE_KEEP       0 /* the caller's table stands */
+#define ZOL_PALETTE_LINEAR     1 /* fixed table for 2, 16 or 256 entries */
+#define ZOL_PALETTE_MEDIAN_CUT 2 /* built from the image's colours */
+
+/* Writes image (1U, 8U, 16U; 1, 3 or 4 channels) into a bitmap whose header
+ * the caller filled, with room for the table and the uncompressed rows
+ * behind it; the image's size must equal the bitmap's. Below 16 bits the
+ * table is kept, made linear or made by a median cut (6-bit coordinates
+ * times 4, so white becomes 252; biClrUsed is set and moves where the pixels
+ * start), and each pixel takes the nearest entry (squared distance, the
+ * first of equals). dither ZOL_DITHER_STUCKI first reduces 16U to 8U by
+ * zolReduceBits; ZOL_DITHER_NONE takes high bytes. 16-bit scales to the
+ * mask widths, 32-bit only shifts. RLE8/RLE4 bitmaps are coded last, or
+ * marked uncompressed when coding would not shrink them. */
+ZOL_API void zolConvertToDIB(const ZolImage* image, ZolBitmapInfoHeader* dib, int dither,
+                             int paletteConversion);
 /* Copies src into dst of another depth (1U, 8U, 8S, 16U, 16S, 32S; 32F not
  * accepted), each value clamped to dst's range, no scaling; all channels,
  * alpha too. A multi-channel src into a 1U dst takes the ROI's coi channel:

@@ -28,11 +28,16 @@ struct Part {
     int w, h, nCh;
 };
 
+// Every sample fits an int32; the bounds are those of D within S's range,
+// so a widening pair compiles to a plain move.
 template <class D, class S>
 inline D clampTo(S v) {
     using L = std::numeric_limits<D>;
-    const int64_t x = int64_t(v);
-    return D(x < int64_t(L::min()) ? int64_t(L::min()) : x > int64_t(L::max()) ? int64_t(L::max()) : x);
+    using M = std::numeric_limits<S>;
+    constexpr int32_t lo = int64_t(L::min()) > int64_t(M::min()) ? int32_t(L::min()) : int32_t(M::min());
+    constexpr int32_t hi = int64_t(L::max()) < int64_t(M::max()) ? int32_t(L::max()) : int32_t(M::max());
+    const int32_t x = int32_t(v);
+    return D(x < lo ? lo : x > hi ? hi : x);
 }
 
 // Mode 1: every element of every channel, clamped to D's range.
