@@ -47,7 +47,7 @@ TEST(DepthConvert, EveryPairAgainstModel) {
                                                     << g.stw << " flip " << flip);
                     const int order = flip ? ZOL_DATA_ORDER_PLANE : ZOL_DATA_ORDER_PIXEL;
                     kit::Image s(sd, 3, W, H, ZOL_DATA_ORDER_PIXEL), d(dd, 3, W, H, order, ZOL_ALIGN_QWORD);
-                    s.randomize(uint32_t(sd * 7 + dd));
+                    s.randomize(uint32_t(sd) * 7u + uint32_t(dd));
                     d.randomize(3);
                     d->origin = flip ? ZOL_ORIGIN_BL : ZOL_ORIGIN_TL;
                     d.setRoi(2, 3, 3, 4, 4);  // no effect on what is converted
@@ -70,7 +70,7 @@ TEST(DepthConvert, BitsBothWays) {
             SCOPED_TRACE(testing::Message() << kit::depthName(sd) << " tiles " << g.stw);
             // A chosen channel to bits: 1 above 0.
             kit::Image s(sd, 3, W, H), bits(ZOL_DEPTH_1U, 1, W, H);
-            s.randomize(uint32_t(sd + g.stw));
+            s.randomize(uint32_t(sd) + uint32_t(g.stw));
             s.setRoi(2, 0, 0, W, H);
             run(s, bits, g.stw, g.sth, g.dtw, g.dth, [](ZolImage* a, ZolImage* b) { zolConvert(a, b); });
             int bad = 0;

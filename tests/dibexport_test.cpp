@@ -122,7 +122,7 @@ TEST(BitmapExport, MedianCutAndNearest) {
 TEST(BitmapExport, BadInputs) {
     struct Case {
         int depth, nCh, bits, dither, palette;
-        const char* seq;
+        char seq[5];  // four bytes are read
         int status;
         const char* context;
     };

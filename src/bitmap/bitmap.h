@@ -4,7 +4,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <vector>
 
 #include "zol.h"
 
@@ -32,10 +31,14 @@ struct RleResult {
 // Every read stays inside the stream and every write inside the block.
 RleResult ownDecompressRLE(const uint8_t* stream, size_t length, int width, int height, int bits);
 
+// The longest stream `height` rows of `width` pixels can need: two bytes a
+// pixel plus the end codes.
+size_t ownRleBound(int width, int height);
+
 // Encodes `height` rows of `width` pixels (`stride` bytes apart, 8 or 4
-// bits) into a stream: each row alone, ended by 0,0, then 0,1.
-void ownEncodeRLE(const uint8_t* rows, ptrdiff_t stride, int width, int height, int bits,
-                  std::vector<uint8_t>& out);
+// bits) into `stream` (ownRleBound bytes): each row alone, ended by 0,0,
+// then 0,1. Returns the stream's length.
+size_t ownEncodeRLE(const uint8_t* rows, ptrdiff_t stride, int width, int height, int bits, uint8_t* stream);
 
 // Compresses a finished packed bitmap in place (biCompression 1 or 2):
 // keeps the stream if shorter than the rows, else marks it uncompressed.

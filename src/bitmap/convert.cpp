@@ -28,21 +28,25 @@ struct Part {
     int w, h, nCh;
 };
 
-// Every sample fits an int32; the bounds are those of D within S's range,
-// so a widening pair compiles to a plain move.
+// The bounds are those of D within S's range, so a widening pair compiles
+// to a plain move.
 template <class D, class S>
 inline D clampTo(S v) {
     using L = std::numeric_limits<D>;
     using M = std::numeric_limits<S>;
     constexpr int32_t lo = int64_t(L::min()) > int64_t(M::min()) ? int32_t(L::min()) : int32_t(M::min());
     constexpr int32_t hi = int64_t(L::max()) < int64_t(M::max()) ? int32_t(L::max()) : int32_t(M::max());
-    const int32_t x = int32_t(v);
-    return D(x < lo ? lo : x > hi ? hi : x);
+    // Clamped in the source type, so that a narrowing pair widens to
+    // saturating vector code.
+    return D(std::min(S(hi), std::max(S(lo), v)));
 }
 
 // Mode 1: every element of every channel, clamped to D's range.
 template <class S, class D>
-void depthPart(const Part& q, const void*) {
+void depthPart(const Part& part, const void*) {
+    // A local copy: byte stores could alias the part and keep the loops scalar.
+    const Part q = part;
+    const int w = q.w;
     for (int y = 0; y < q.h; ++y) {
         const char* sr = q.s.p + y * q.s.row;
         char* dr = q.d.p + y * q.d.row;
@@ -52,7 +56,7 @@ void depthPart(const Part& q, const void*) {
             if (q.s.pix == ptrdiff_t(sizeof(S)) && q.d.pix == ptrdiff_t(sizeof(D))) {
                 const S* sv = reinterpret_cast<const S*>(si);
                 D* dv = reinterpret_cast<D*>(di);
-                for (int x = 0; x < q.w; ++x) dv[x] = clampTo<D>(sv[x]);
+                for (int x = 0; x < w; ++x) dv[x] = clampTo<D>(sv[x]);
             } else {
                 for (int x = 0; x < q.w; ++x)
                     *reinterpret_cast<D*>(di + x * q.d.pix) = clampTo<D>(*reinterpret_cast<const S*>(si + x * q.s.pix));

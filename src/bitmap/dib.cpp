@@ -6,7 +6,6 @@
 #include <cstring>
 #include <memory>
 #include <utility>
-#include <vector>
 
 #include "bitmap/bitmap.h"
 #include "core/image.h"
@@ -214,6 +213,37 @@ void writeRow(const uint8_t* u, const ZolImage* image, char* row, int64_t w, int
         writeChannels<uint16_t, 256>(u, row, w, nCh, pix, plane);
 }
 
+// Row kernels for the common kinds into a pixel-order 8U image in BGR(A)
+// order; they give what the unit pipeline gives, without the unit row.
+using FastRow = void (*)(const Pipeline&, const uint8_t*, uint8_t*);
+
+void fast24to3(const Pipeline& p, const uint8_t* s, uint8_t* o) { std::memcpy(o, s, size_t(3 * p.width)); }
+void fast24to4(const Pipeline& p, const uint8_t* s, uint8_t* o) {
+    for (int64_t x = 0; x < p.width; ++x)
+        o[4 * x] = s[3 * x], o[4 * x + 1] = s[3 * x + 1], o[4 * x + 2] = s[3 * x + 2], o[4 * x + 3] = 255;
+}
+void fast32to4(const Pipeline& p, const uint8_t* s, uint8_t* o) { std::memcpy(o, s, size_t(4 * p.width)); }
+void fast555to3(const Pipeline& p, const uint8_t* s, uint8_t* o) {
+    for (int64_t x = 0; x < p.width; ++x) {
+        const uint32_t v = uint32_t(s[2 * x]) | uint32_t(s[2 * x + 1]) << 8;
+        o[3 * x] = uint8_t(v << 3), o[3 * x + 1] = uint8_t((v >> 5) << 3), o[3 * x + 2] = uint8_t((v >> 10) << 3);
+    }
+}
+void fast8to3(const Pipeline& p, const uint8_t* s, uint8_t* o) {
+    for (int64_t x = 0; x < p.width; ++x) std::memcpy(o + 3 * x, p.table[s[x]], 3);
+}
+
+FastRow fastRow(const Pipeline& p, const ZolBitmapInfoHeader* h, const ZolImage* m) {
+    if (p.map != 0 || m->depth != ZOL_DEPTH_8U || m->dataOrder != ZOL_DATA_ORDER_PIXEL) return nullptr;
+    const bool plain = h->biCompression == ZOL_BI_RGB;
+    if (p.bits == 24 && m->nChannels == 3) return fast24to3;
+    if (p.bits == 24 && m->nChannels == 4) return fast24to4;
+    if (p.bits == 32 && plain && m->nChannels == 4) return fast32to4;
+    if (p.bits == 16 && plain && m->nChannels == 3) return fast555to3;
+    if (p.bits == 8 && m->nChannels == 3) return fast8to3;
+    return nullptr;
+}
+
 bool writerExists(const ZolImage* image) {
     const int n = image->nChannels, d = image->depth;
     if (n == 1) return d == ZOL_DEPTH_1U || d == ZOL_DEPTH_8U || d == ZOL_DEPTH_16U;
@@ -338,14 +368,24 @@ int importPixels(const char* func, const ZolBitmapInfoHeader* h, const uint8_t* 
         decoded = r.block;
         pixels = decoded;
     }
-    std::vector<uint8_t> units(size_t(4 * p->width));
+    auto* units = p->width <= INT32_MAX / 4 ? static_cast<uint8_t*>(zolMalloc(int(4 * p->width))) : nullptr;
+    if (!units) {
+        zolFree(decoded);
+        return report(ZOL_STATUS_NO_MEMORY, func, kNoData);
+    }
     const int64_t planeBytes = step * image->height;
+    const FastRow fast = fastRow(*p, h, image);
     for (int64_t i = 0; i < height; ++i) {
         const int64_t sRow = h->biHeight > 0 ? height - 1 - i : i;
         const int64_t dRow = image->origin == ZOL_ORIGIN_TL ? i : image->height - 1 - i;
-        readRow(*p, pixels + sRow * srcStride, units.data());
-        writeRow(units.data(), image, image->imageData + dRow * step, p->width, planeBytes);
+        if (fast) {
+            fast(*p, pixels + sRow * srcStride, reinterpret_cast<uint8_t*>(image->imageData + dRow * step));
+            continue;
+        }
+        readRow(*p, pixels + sRow * srcStride, units);
+        writeRow(units, image, image->imageData + dRow * step, p->width, planeBytes);
     }
+    zolFree(units);
     zolFree(decoded);
     return 0;
 }

@@ -6,7 +6,6 @@
 #include <cstring>
 #include <memory>
 #include <utility>
-#include <vector>
 
 #include "bitmap/bitmap.h"
 #include "core/image.h"
@@ -218,8 +217,8 @@ struct Nearest {
     const uint8_t* t;
     int n;
     // A direct-mapped cache of colour (+1, so 0 is empty) and index.
-    std::vector<uint32_t> keys = std::vector<uint32_t>(size_t(1) << 16, 0);
-    std::vector<int32_t> values = std::vector<int32_t>(size_t(1) << 16, 0);
+    uint32_t keys[65536] = {};
+    int32_t values[65536] = {};
     int operator()(const uint8_t* u) {
         const uint32_t key = (uint32_t(u[0]) | uint32_t(u[1]) << 8 | uint32_t(u[2]) << 16) + 1;
         const size_t slot = (key * 2654435761u) >> 16;
@@ -338,7 +337,8 @@ extern "C" void zolConvertToDIB(const ZolImage* image, ZolBitmapInfoHeader* dib,
     }
     std::unique_ptr<Nearest> nearest;
     if (bits <= 8) nearest.reset(new Nearest{table, int(entries)});
-    std::vector<uint8_t> u(size_t(4) * size_t(im->width));
+    auto* u = im->width <= INT32_MAX / 4 ? static_cast<uint8_t*>(zolMalloc(4 * im->width)) : nullptr;
+    if (!u) return failExit();
     const int H = im->height, W = im->width;
     for (int i = 0; i < H; ++i) {
         const int64_t dRow = dib->biHeight > 0 ? H - 1 - i : i;
@@ -394,6 +394,7 @@ extern "C" void zolConvertToDIB(const ZolImage* image, ZolBitmapInfoHeader* dib,
             }
         }
     }
+    zolFree(u);
     if (temp) zolDeallocate(temp, 0x1F);
     if (dib->biCompression == ZOL_BI_RLE8 || dib->biCompression == ZOL_BI_RLE4) ownCompressRLE(dib);
 }

@@ -2,6 +2,7 @@
 // in the stream: a code that would read past the stream, or write past the
 // row it is in, ends the decode before anything is written.
 #include <cstring>
+#include <initializer_list>
 
 #include "bitmap/bitmap.h"
 #include "core/report.h"
@@ -104,7 +105,19 @@ RleResult ownDecompressRLE(const uint8_t* s, size_t length, int width, int heigh
 
 namespace {
 
-void encodeRow8(const uint8_t* p, int w, std::vector<uint8_t>& out) {
+// The encoder's output, sized for the worst case by the caller.
+struct Out {
+    uint8_t* p;
+    size_t n = 0;
+    void push_back(uint8_t v) { p[n++] = v; }
+    void insert(std::initializer_list<uint8_t> v) {
+        for (uint8_t b : v) p[n++] = b;
+    }
+    size_t size() const { return n; }
+    uint8_t& operator[](size_t i) { return p[i]; }
+};
+
+void encodeRow8(const uint8_t* p, int w, Out& out) {
     // Past the row every pixel reads as a value no byte has.
     auto at = [&](int i) { return i < w ? int(p[i]) : 256 + i - w; };
     int x = 0;
@@ -117,15 +130,15 @@ void encodeRow8(const uint8_t* p, int w, std::vector<uint8_t>& out) {
             out.push_back(uint8_t(n));
             out.push_back(uint8_t(p0));
         } else if (p1 == p2) {
-            out.insert(out.end(), {1, uint8_t(p0)});
+            out.insert({1, uint8_t(p0)});
             x += 1;
         } else if (p2 == p3) {
-            out.insert(out.end(), {1, uint8_t(p0), 1, uint8_t(p1)});
+            out.insert({1, uint8_t(p0), 1, uint8_t(p1)});
             x += 2;
         } else {
             out.push_back(0);
             const size_t count = out.size();
-            out.insert(out.end(), {0, uint8_t(p0), uint8_t(p1), uint8_t(p2)});
+            out.insert({0, uint8_t(p0), uint8_t(p1), uint8_t(p2)});
             int n = 3;
             x += 3;
             while (x < w && n < 255) {
@@ -137,11 +150,11 @@ void encodeRow8(const uint8_t* p, int w, std::vector<uint8_t>& out) {
             if (n & 1) out.push_back(0);
         }
     }
-    for (; x < w; ++x) out.insert(out.end(), {1, p[x]});
-    out.insert(out.end(), {0, 0});
+    for (; x < w; ++x) out.insert({1, p[x]});
+    out.insert({0, 0});
 }
 
-void encodeRow4(const uint8_t* row, int w, std::vector<uint8_t>& out) {
+void encodeRow4(const uint8_t* row, int w, Out& out) {
     // Pixels past the row read as 16, which no nibble equals.
     auto at = [&](int i) { return i < w ? int((row[i >> 1] >> ((i & 1) ? 0 : 4)) & 15) : 16; };
     auto pair = [](int a, int b) { return uint8_t((a << 4) | (b & 15)); };
@@ -160,15 +173,15 @@ void encodeRow4(const uint8_t* row, int w, std::vector<uint8_t>& out) {
                 }
             }
             if (x > w || n == 256) --n, --x;
-            out.insert(out.end(), {uint8_t(n), pair(p0, p1)});
+            out.insert({uint8_t(n), pair(p0, p1)});
         } else if (p1 == p3 && p2 == p4) {
-            out.insert(out.end(), {1, pair(p0, 0)});
+            out.insert({1, pair(p0, 0)});
             x += 1;
         } else if (p1 == p3) {
-            out.insert(out.end(), {2, pair(p0, p1), 1, pair(p2, 0)});
+            out.insert({2, pair(p0, p1), 1, pair(p2, 0)});
             x += 3;
         } else if (p2 == p4) {
-            out.insert(out.end(), {2, pair(p0, p1)});
+            out.insert({2, pair(p0, p1)});
             x += 2;
         } else {
             out.push_back(0);
@@ -197,24 +210,27 @@ void encodeRow4(const uint8_t* row, int w, std::vector<uint8_t>& out) {
             if (bytes & 1) out.push_back(0);
         }
     }
-    for (; x + 1 < w; x += 2) out.insert(out.end(), {2, pair(at(x), at(x + 1))});
-    if (x < w) out.insert(out.end(), {1, pair(at(x), 0)});
-    out.insert(out.end(), {0, 0});
+    for (; x + 1 < w; x += 2) out.insert({2, pair(at(x), at(x + 1))});
+    if (x < w) out.insert({1, pair(at(x), 0)});
+    out.insert({0, 0});
 }
 
 }  // namespace
 
-void ownEncodeRLE(const uint8_t* rows, ptrdiff_t stride, int width, int height, int bits,
-                  std::vector<uint8_t>& out) {
-    out.clear();
-    out.reserve(size_t(2) * size_t(width) * size_t(height) + size_t(2) * size_t(height) + 2);
+size_t ownRleBound(int width, int height) {
+    return size_t(2) * size_t(width) * size_t(height) + size_t(2) * size_t(height) + 2;
+}
+
+size_t ownEncodeRLE(const uint8_t* rows, ptrdiff_t stride, int width, int height, int bits, uint8_t* stream) {
+    Out out{stream};
     for (int y = 0; y < height; ++y) {
         if (bits == 8)
             encodeRow8(rows + y * stride, width, out);
         else
             encodeRow4(rows + y * stride, width, out);
     }
-    out.insert(out.end(), {0, 1});
+    out.insert({0, 1});
+    return out.size();
 }
 
 int ownCompressRLE(ZolBitmapInfoHeader* dib) {
@@ -223,21 +239,22 @@ int ownCompressRLE(ZolBitmapInfoHeader* dib) {
     uint8_t* data = reinterpret_cast<uint8_t*>(dib) + dib->biSize + 4 * size_t(entries);
     const int64_t stride = dibRowSize(dib->biWidth, bits);
     const int64_t u = stride * dib->biHeight;
-    std::vector<uint8_t> s;
-    try {
-        ownEncodeRLE(data, ptrdiff_t(stride), dib->biWidth, dib->biHeight, bits, s);
-    } catch (const std::bad_alloc&) {
+    const size_t bound = ownRleBound(dib->biWidth, dib->biHeight);
+    auto* s = bound <= size_t(INT32_MAX) ? static_cast<uint8_t*>(zolMalloc(int(bound))) : nullptr;
+    if (!s) {
         report(ZOL_STATUS_NO_MEMORY, "zolConvertToDIB",
                bits == 8 ? "Not enough memory to compress DIB at BI_RLE8 DIB"
                          : "Not enough memory to compress DIB at BI_RLE4 DIB");
         return 0;
     }
-    if (int64_t(s.size()) < u) {
-        std::memcpy(data, s.data(), s.size());
-        dib->biSizeImage = uint32_t(s.size());
+    const size_t n = ownEncodeRLE(data, ptrdiff_t(stride), dib->biWidth, dib->biHeight, bits, s);
+    if (int64_t(n) < u) {
+        std::memcpy(data, s, n);
+        dib->biSizeImage = uint32_t(n);
     } else {
         dib->biCompression = ZOL_BI_RGB;
     }
+    zolFree(s);
     return 1;
 }
 
