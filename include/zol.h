@@ -1318,6 +1318,93 @@ ZOL_API void zolBlur(ZolImage* srcImage, ZolImage* dstImage, int nCols, int nRow
 #define ZOL_FILTER_SHARPEN    10 /* (16 at the centre, -1 around) / 8 */
 ZOL_API int zolFixedFilter(ZolImage* srcImage, ZolImage* dstImage, int filter);
 
+/* ------------------------------------------------------------------ */
+/* Bitmaps and depth conversion                                         */
+/* ------------------------------------------------------------------ */
+
+/* The 40-byte little-endian device-independent bitmap info header, with
+ * the colour table (ZolRGBQuad entries) and, in the packed form, the pixels
+ * behind it. Bitmaps live in memory only: no file header. */
+typedef struct ZolBitmapInfoHeader {
+    uint32_t biSize; /* 40 */
+    int32_t biWidth;
+    int32_t biHeight; /* above 0: bottom row first; below 0: top-down */
+    uint16_t biPlanes; /* 1 */
+    uint16_t biBitCount; /* 1, 4, 8, 16, 24, 32 */
+    uint32_t biCompression; /* ZOL_BI_* */
+    uint32_t biSizeImage;
+    int32_t biXPelsPerMeter;
+    int32_t biYPelsPerMeter;
+    uint32_t biClrUsed;
+    uint32_t biClrImportant;
+} ZolBitmapInfoHeader;
+
+typedef struct ZolRGBQuad {
+    uint8_t rgbBlue;
+    uint8_t rgbGreen;
+    uint8_t rgbRed;
+    uint8_t rgbReserved;
+} ZolRGBQuad;
+
+#define ZOL_BI_RGB       0
+#define ZOL_BI_RLE8      1
+#define ZOL_BI_RLE4      2
+#define ZOL_BI_BITFIELDS 3
+
+/* A new image for a packed bitmap. *cloneData is 0 when imageData points
+ * into the bitmap (1-bit gray tables, 8-bit gray uncompressed, 24-bit, 32-bit
+ * without bit fields: pixel order, align 8 when the pixels' offset and row
+ * size are multiples of 8, else 4; the bitmap must outlive the image, freed
+ * by header only), 1 when the image owns a plane-order copy (align 8). Gray
+ * tables (an exact ramp 0..255) give one channel, others three (BGR), 32-bit
+ * four (BGRA, alpha 4). origin BL for a positive biHeight, TL otherwise.
+ * NULL after a report on failure, with nothing left allocated. */
+ZOL_API ZolImage* zolTranslateDIB(const ZolBitmapInfoHeader* dib, int* cloneData);
+/* Converts a packed bitmap (header, colour table, pixels) into image: 1, 4,
+ * 8-bit paletted, 16/32-bit RGB or bit fields (values moved to 8 bits by
+ * shifts, no bit replication), 24-bit, RLE8/RLE4. Writers: 1 channel 1U
+ * (red byte above 127), 8U, 16U (x256); 3 or 4 channels 8U or 16U (B, G,
+ * R, A; "RGB"/"RGBA" channelSeq swaps red and blue, "G"/"GRAY" takes
+ * (28B + 151G + 77R) >> 8). The picture's top row lands at the image's top;
+ * pixels past the bitmap stay. Allocates imageData if NULL. ROI, mask and
+ * tiles are not looked at. A header claiming more colours than 2^bits, or
+ * a size whose bytes overflow, is refused: such bitmaps cannot be real. */
+ZOL_API void zolConvertFromDIB(const ZolBitmapInfoHeader* dib, ZolImage* image);
+/* The same with the header (and its colour table) apart from the pixels;
+ * returns 0 or a status of its own for each check. */
+ZOL_API int zolConvertFromDIBSep(const ZolBitmapInfoHeader* dibHeader, const void* dibData,
+                                 ZolImage* image);
+
+/* Palette choices of zolConvertToDIB. */
+#define ZOL_PALETTE_KEEP       0 /* the caller's table stands */
+#define ZOL_PALETTE_LINEAR     1 /* fixed table for 2, 16 or 256 entries */
+#define ZOL_PALETTE_MEDIAN_CUT 2 /* built from the image's colours */
+
+/* Writes image (1U, 8U, 16U; 1, 3 or 4 channels) into a bitmap whose header
+ * the caller filled, with room for the table and the uncompressed rows
+ * behind it; the image's size must equal the bitmap's. Below 16 bits the
+ * table is kept, made linear or made by a median cut (6-bit coordinates
+ * times 4, so white becomes 252; biClrUsed is set and moves where the pixels
+ * start), and each pixel takes the nearest entry (squared distance, the
+ * first of equals). dither ZOL_DITHER_STUCKI first reduces 16U to 8U by
+ * zolReduceBits; ZOL_DITHER_NONE takes high bytes. 16-bit scales to the
+ * mask widths, 32-bit only shifts. RLE8/RLE4 bitmaps are coded last, or
+ * marked uncompressed when coding would not shrink them. */
+ZOL_API void zolConvertToDIB(const ZolImage* image, ZolBitmapInfoHeader* dib, int dither,
+                             int paletteConversion);
+/* Copies src into dst of another depth (1U, 8U, 8S, 16U, 16S, 32S; 32F not
+ * accepted), each value clamped to dst's range, no scaling; all channels,
+ * alpha too. A multi-channel src into a 1U dst takes the ROI's coi channel:
+ * 1 where the value is above 0. 1U to 1U copies whole row bytes. Whole
+ * images: ROI and mask ignored (but the coi). Rows are turned over when the
+ * origins differ. Tiled images are walked by both tile sizes at once. */
+ZOL_API void zolConvert(ZolImage* srcImage, ZolImage* dstImage);
+/* A 1U one-channel src into dst (8U, 8S, 16U, 16S, 32S): OneScale where the
+ * bit is 1, else ZeroScale, in every channel but alpha (which stays). Both
+ * values must fit dst's range. Turning over and tiles as zolConvert. */
+ZOL_API void zolBitonalToGray(ZolImage* srcImage, ZolImage* dstImage, int32_t ZeroScale,
+                              int32_t OneScale);
+
 #ifdef __cplusplus
 }
 #endif
