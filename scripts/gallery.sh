@@ -60,6 +60,17 @@ run "The ring pattern squared, on 16-bit samples" square.png \
 run "A crop: the region copied into a new image" crop.png \
     copy --roi 160,40,120,90 input/scene.jpg crop.png
 run "The green channel alone, as a gray image" green.png copy --coi 2 input/chart.png green.png
+run "Edges: two Sobel kernels, the square root of the sum of their squares" edges.png \
+    convolve input/scene.jpg edges.png --kernel "-1 0 1;-2 0 2;-1 0 1" \
+    --kernel "-1 -2 -1;0 0 0;1 2 1" --method sqrt --border replicate
+run "A blur by a 5x5 binomial kernel, row and column apart" blur.png \
+    sepconvolve input/scene.jpg blur.png --x "1 4 6 4 1" --y "1 4 6 4 1" --shift 8
+for i in nn linear cubic area; do
+    run "The rings reduced to 96x72, --interp $i (aliasing shows in the outer rings)" \
+        "rings-$i.png" resize --size 96x72 --interp "$i" input/rings.png "rings-$i.png"
+done
+run "The chart enlarged by 3/2, cubic" zoom.png \
+    zoom --factor 3/2 --interp cubic input/chart.png zoom.png
 
 if [[ -n $page ]]; then
     rel=$(realpath --relative-to="$(dirname "$page")" "$out")

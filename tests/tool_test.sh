@@ -227,6 +227,8 @@ while read -r cmd value flags; do
         [[ $roi != - ]] && opts+=(--roi "$roi")
         [[ $coi != 0 ]] && opts+=(--coi "$coi")
         [[ $mask != - ]] && opts+=(--mask "$mask")
+        # shellcheck disable=SC2206 # the row's options split on spaces
+        opts+=($flags)
         args=(c.ppm); [[ $value = B ]] && args+=(s.ppm)
         args+=(out.ppm); [[ $value != [B-] ]] && args+=("$value")
         name=${cmd%-flip}
@@ -257,7 +259,29 @@ abs -
 square -
 not -
 set 99
+convolve - --kernel -1,0,1;-2,0,2;-1,0,1 --kernel -1,-2,-1;0,0,0;1,2,1 --shift 1 --method max
+sepconvolve - --x 1,2,1 --y 1,3 --shift 3
 TABLE
+# New pictures of another size or colour space, against the library called
+# on the whole input.
+while read -r cmd args; do
+    # shellcheck disable=SC2086 # the row's options split on spaces
+    if "$ZOL" "$cmd" $args c.ppm out.png 2>err.txt && "$CHECK" made out.png "$cmd" c.ppm; then ok
+    else bad "zol $cmd $args: $(cat err.txt)"; fi
+done <<'TABLE'
+resize --size 20x9 --interp cubic
+zoom --factor 5/2
+decimate --factor 1/3 --interp area
+TABLE
+for k in "1 a" "1 2;3" ";" "1,,2;"; do expect 2 "--kernel" convolve c.ppm x.png --kernel "$k"; done
+expect 2 "at most 10" convolve c.ppm x.png $(printf -- '--kernel 1 %.0s' {1..11})
+expect 2 "--anchor" convolve c.ppm x.png --kernel "1 2" --anchor 2,0
+expect 2 "whole numbers" convolve c.ppm x.png --kernel "0.5 0.5"
+expect 2 "bad border" convolve c.ppm x.png --kernel 1 --border mirror
+for s in 0x5 axb 5x; do expect 2 "bad size" resize --size "$s" c.ppm x.png; done
+expect 2 "bad factor" zoom --factor 0/2 c.ppm x.png
+expect 1 "zolZoom failed" zoom --factor 1/2 c.ppm x.png
+check "nothing written" [ ! -e x.png ]
 # The mask may be any image, cut at half scale; the rest keeps the input.
 "$ZOL" copy --coi 1 c.ppm red.pgm && "$ZOL" not --mask red.pgm c.ppm mred.ppm &&
     "$ZOL" not --mask red.pgm mred.ppm back.ppm && cmp -s c.ppm back.ppm && ok || bad "8-bit mask"
