@@ -71,6 +71,17 @@ for i in nn linear cubic area; do
 done
 run "The chart enlarged by 3/2, cubic" zoom.png \
     zoom --factor 3/2 --interp cubic input/chart.png zoom.png
+run "The landscape in gray" gray.png gray input/scene.jpg gray.png
+for d in none fs jjn stucki bayer; do
+    run "One bit per sample, --dither $d" "dither-$d.png" \
+        reduce --bits 1 --dither "$d" gray.png "dither-$d.png"
+done
+run "Hues rotated by a third of a turn: a twist sending R to G, G to B, B to R" twist.png \
+    twist --matrix "0 0 256 0;256 0 0 0;0 256 0 0" --shift 8 input/chart.png twist.png
+run "The chart as H, S, V planes (hsv-1, hsv-2, hsv-3; H halved to fit 8 bits)" hsv-1.png \
+    convert --to hsv --planes input/chart.png hsv.png
+run "Gray spread into colour by weights 1, 0.7, 0.3" colorize.png \
+    colorize --weights 1,0.7,0.3 gray.png colorize.png
 
 if [[ -n $page ]]; then
     rel=$(realpath --relative-to="$(dirname "$page")" "$out")

@@ -178,6 +178,34 @@ const std::map<std::string, Make>& makers() {
              zolDecimate(a, d, 1, 3, 1, 3, ZOL_INTER_SUPER);
              return d;
          }},
+        {"convert", [](ZolImage* a) {
+             ZolImage* d = blank(a->depth, 3, a->width, a->height);
+             zolRGB2HLS(a, d);
+             return d;
+         }},
+        {"gray", [](ZolImage* a) {
+             ZolImage* d = blank(a->depth, 1, a->width, a->height);
+             zolColorToGray(a, d);
+             return d;
+         }},
+        {"colorize", [](ZolImage* a) {
+             ZolImage* d = blank(a->depth, 3, a->width, a->height);
+             zolGrayToColor(a, d, 0.25f, 1, 0.5f);
+             return d;
+         }},
+        {"reduce", [](ZolImage* a) {
+             ZolImage* d = blank(ZOL_DEPTH_8U, a->nChannels, a->width, a->height);
+             zolReduceBits(a, d, 0, ZOL_DITHER_STUCKI, 3);
+             return d;
+         }},
+        {"twist", [](ZolImage* a) {
+             ZolImage* d = zolCloneImage(a);
+             const int32_t m[16] = {0, 3, 1, 5, 2, 0, 2, -9, 1, 1, 2, 0};
+             ZolColorTwist* t = zolCreateColorTwist(m, 2);
+             zolApplyColorTwist(a, d, t, 7);
+             zolDeleteColorTwist(t);
+             return d;
+         }},
     };
     return table;
 }

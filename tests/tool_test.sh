@@ -264,15 +264,26 @@ sepconvolve - --x 1,2,1 --y 1,3 --shift 3
 TABLE
 # New pictures of another size or colour space, against the library called
 # on the whole input.
-while read -r cmd args; do
+while read -r cmd in args; do
     # shellcheck disable=SC2086 # the row's options split on spaces
-    if "$ZOL" "$cmd" $args c.ppm out.png 2>err.txt && "$CHECK" made out.png "$cmd" c.ppm; then ok
-    else bad "zol $cmd $args: $(cat err.txt)"; fi
+    if "$ZOL" "$cmd" $args "$in" out.png 2>err.txt && "$CHECK" made out.png "$cmd" "$in"; then ok
+    else bad "zol $cmd $args $in: $(cat err.txt)"; fi
 done <<'TABLE'
-resize --size 20x9 --interp cubic
-zoom --factor 5/2
-decimate --factor 1/3 --interp area
+resize c.ppm --size 20x9 --interp cubic
+zoom c.ppm --factor 5/2
+decimate c.ppm --factor 1/3 --interp area
+convert c16.ppm --to hls
+gray c.ppm
+colorize p8.pgm --weights 0.25,1,0.5
+reduce c16.ppm --bits 3 --dither stucki
+twist c.ppm --matrix 0,3,1,5;2,0,2,-9;1,1,2,0 --shift 2 --offset 7
 TABLE
+"$ZOL" convert --to ycrcb --planes c.ppm pl.png && "$ZOL" convert --to ycrcb c.ppm all.png &&
+    "$ZOL" copy --coi 3 all.png cb.png && cmp -s cb.png pl-3.png && ok || bad "convert --planes"
+expect 2 "one of --to and --from" convert c.ppm x.png
+expect 2 "unknown colour space" convert --to cmyk c.ppm x.png
+expect 2 "3 rows of 4" twist --matrix "1 0 0;0 1 0;0 0 1" c.ppm x.png
+expect 2 "bad --dither" reduce --dither floyd c.ppm x.png
 for k in "1 a" "1 2;3" ";" "1,,2;"; do expect 2 "--kernel" convolve c.ppm x.png --kernel "$k"; done
 expect 2 "at most 10" convolve c.ppm x.png $(printf -- '--kernel 1 %.0s' {1..11})
 expect 2 "--anchor" convolve c.ppm x.png --kernel "1 2" --anchor 2,0

@@ -58,6 +58,7 @@ int run(int argc, char** argv) {
     addCopyCommands(app);
     addFilterCommands(app);
     addGeometryCommands(app);
+    addColourCommands(app);
     // Set last, so that the commands' own help stays short.
     app.footer(kFooter);
 

@@ -36,6 +36,7 @@ void addLogicCommands(CLI::App& app);  // cmd_logic.cpp: and ... not
 void addCopyCommands(CLI::App& app);   // cmd_copy.cpp: copy, set
 void addFilterCommands(CLI::App& app);    // cmd_filter.cpp: convolve, sepconvolve
 void addGeometryCommands(CLI::App& app);  // cmd_geometry.cpp: resize, zoom, decimate
+void addColourCommands(CLI::App& app);    // cmd_colour.cpp: convert ... twist
 
 // ---- messages ----------------------------------------------------------
 
