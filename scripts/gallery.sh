@@ -82,6 +82,14 @@ run "The chart as H, S, V planes (hsv-1, hsv-2, hsv-3; H halved to fit 8 bits)" 
     convert --to hsv --planes input/chart.png hsv.png
 run "Gray spread into colour by weights 1, 0.7, 0.3" colorize.png \
     colorize --weights 1,0.7,0.3 gray.png colorize.png
+run "A translucent disc the tool draws" input/disc.png \
+    chart --shape disc --size 256x192 input/disc.png
+run "A translucent square the tool draws" input/square.png \
+    chart --shape square --size 256x192 input/square.png
+for op in over in out atop xor plus; do
+    run "The disc $op the square" "composite-$op.png" \
+        composite --op "$op" input/disc.png input/square.png "composite-$op.png"
+done
 
 if [[ -n $page ]]; then
     rel=$(realpath --relative-to="$(dirname "$page")" "$out")

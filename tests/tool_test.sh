@@ -261,6 +261,7 @@ not -
 set 99
 convolve - --kernel -1,0,1;-2,0,2;-1,0,1 --kernel -1,-2,-1;0,0,0;1,2,1 --shift 1 --method max
 sepconvolve - --x 1,2,1 --y 1,3 --shift 3
+mulscale B
 TABLE
 # New pictures of another size or colour space, against the library called
 # on the whole input.
@@ -277,7 +278,12 @@ gray c.ppm
 colorize p8.pgm --weights 0.25,1,0.5
 reduce c16.ppm --bits 3 --dither stucki
 twist c.ppm --matrix 0,3,1,5;2,0,2,-9;1,1,2,0 --shift 2 --offset 7
+premultiply ca.png
 TABLE
+"$ZOL" chart --shape disc --size 37x23 da.png && "$ZOL" composite --op xor ca.png da.png out.png &&
+    "$CHECK" made out.png composite ca.png da.png && ok || bad "composite"
+expect 2 "bad --op" composite --op under ca.png da.png x.png
+expect 1 "zolAlphaComposite failed" composite c.ppm s.ppm x.png
 "$ZOL" convert --to ycrcb --planes c.ppm pl.png && "$ZOL" convert --to ycrcb c.ppm all.png &&
     "$ZOL" copy --coi 3 all.png cb.png && cmp -s cb.png pl-3.png && ok || bad "convert --planes"
 expect 2 "one of --to and --from" convert c.ppm x.png

@@ -59,6 +59,7 @@ int run(int argc, char** argv) {
     addFilterCommands(app);
     addGeometryCommands(app);
     addColourCommands(app);
+    addAlphaCommands(app);
     // Set last, so that the commands' own help stays short.
     app.footer(kFooter);
 

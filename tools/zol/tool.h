@@ -37,6 +37,7 @@ void addCopyCommands(CLI::App& app);   // cmd_copy.cpp: copy, set
 void addFilterCommands(CLI::App& app);    // cmd_filter.cpp: convolve, sepconvolve
 void addGeometryCommands(CLI::App& app);  // cmd_geometry.cpp: resize, zoom, decimate
 void addColourCommands(CLI::App& app);    // cmd_colour.cpp: convert ... twist
+void addAlphaCommands(CLI::App& app);     // cmd_alpha.cpp: composite, premultiply, mulscale
 
 // ---- messages ----------------------------------------------------------
 
