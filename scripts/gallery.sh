@@ -90,6 +90,11 @@ for op in over in out atop xor plus; do
     run "The disc $op the square" "composite-$op.png" \
         composite --op "$op" input/disc.png input/square.png "composite-$op.png"
 done
+run "The spectrum of the rings: log(1 + |F|), frequency 0 in the centre" fft-rings.png \
+    fft input/rings.png fft-rings.png
+run "The spectrum of the landscape, per channel" fft-scene.png fft input/scene.jpg fft-scene.png
+run "A Gaussian blur made by multiplying spectra (it wraps at the edges)" convolve-fft.png \
+    convolve-fft --radius 4 input/scene.jpg convolve-fft.png
 
 if [[ -n $page ]]; then
     rel=$(realpath --relative-to="$(dirname "$page")" "$out")

@@ -209,6 +209,11 @@ const std::map<std::string, Make>& makers() {
              zolPreMultiplyAlpha(d, -1);
              return d;
          }},
+        {"dct", [](ZolImage* a, ZolImage*) {
+             ZolImage* d = zolCloneImage(a);
+             zolDCT2D(a, d, ZOL_DCT_FORWARD);
+             return d;
+         }},
         {"twist", [](ZolImage* a, ZolImage*) {
              ZolImage* d = zolCloneImage(a);
              const int32_t m[16] = {0, 3, 1, 5, 2, 0, 2, -9, 1, 1, 2, 0};

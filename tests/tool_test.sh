@@ -279,7 +279,15 @@ colorize p8.pgm --weights 0.25,1,0.5
 reduce c16.ppm --bits 3 --dither stucki
 twist c.ppm --matrix 0,3,1,5;2,0,2,-9;1,1,2,0 --shift 2 --offset 7
 premultiply ca.png
+dct p8.pgm
 TABLE
+# The spectrum of a flat picture is one white point at the centre; a blur
+# by a kernel of sum 1 leaves a flat picture flat.
+"$ZOL" set p8.pgm flat.pgm 100 && "$ZOL" set flat.pgm dark.pgm 0 &&
+    "$ZOL" set --roi 16,8,1,1 dark.pgm dot.pgm 255 && "$ZOL" fft flat.pgm fft.pgm &&
+    "$CHECK" near fft.pgm dot.pgm 0 && ok || bad "fft of a flat picture"
+"$ZOL" convolve-fft --radius 2 flat.pgm blur.pgm && "$CHECK" near blur.pgm flat.pgm 0 && ok ||
+    bad "convolve-fft of a flat picture"
 "$ZOL" chart --shape disc --size 37x23 da.png && "$ZOL" composite --op xor ca.png da.png out.png &&
     "$CHECK" made out.png composite ca.png da.png && ok || bad "composite"
 expect 2 "bad --op" composite --op under ca.png da.png x.png

@@ -60,6 +60,7 @@ int run(int argc, char** argv) {
     addGeometryCommands(app);
     addColourCommands(app);
     addAlphaCommands(app);
+    addTransformCommands(app);
     // Set last, so that the commands' own help stays short.
     app.footer(kFooter);
 

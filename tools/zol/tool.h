@@ -38,6 +38,7 @@ void addFilterCommands(CLI::App& app);    // cmd_filter.cpp: convolve, sepconvol
 void addGeometryCommands(CLI::App& app);  // cmd_geometry.cpp: resize, zoom, decimate
 void addColourCommands(CLI::App& app);    // cmd_colour.cpp: convert ... twist
 void addAlphaCommands(CLI::App& app);     // cmd_alpha.cpp: composite, premultiply, mulscale
+void addTransformCommands(CLI::App& app); // cmd_transform.cpp: fft, dct, convolve-fft
 
 // ---- messages ----------------------------------------------------------
 
