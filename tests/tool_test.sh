@@ -299,7 +299,8 @@ expect 2 "unknown colour space" convert --to cmyk c.ppm x.png
 expect 2 "3 rows of 4" twist --matrix "1 0 0;0 1 0;0 0 1" c.ppm x.png
 expect 2 "bad --dither" reduce --dither floyd c.ppm x.png
 for k in "1 a" "1 2;3" ";" "1,,2;"; do expect 2 "--kernel" convolve c.ppm x.png --kernel "$k"; done
-expect 2 "at most 10" convolve c.ppm x.png $(printf -- '--kernel 1 %.0s' {1..11})
+eleven=(); for _ in {1..11}; do eleven+=(--kernel 1); done
+expect 2 "at most 10" convolve c.ppm x.png "${eleven[@]}"
 expect 2 "--anchor" convolve c.ppm x.png --kernel "1 2" --anchor 2,0
 expect 2 "whole numbers" convolve c.ppm x.png --kernel "0.5 0.5"
 expect 2 "bad border" convolve c.ppm x.png --kernel 1 --border mirror
