@@ -60,6 +60,41 @@ run "The ring pattern squared, on 16-bit samples" square.png \
 run "A crop: the region copied into a new image" crop.png \
     copy --roi 160,40,120,90 input/scene.jpg crop.png
 run "The green channel alone, as a gray image" green.png copy --coi 2 input/chart.png green.png
+run "Edges: two Sobel kernels, the square root of the sum of their squares" edges.png \
+    convolve input/scene.jpg edges.png --kernel "-1 0 1;-2 0 2;-1 0 1" \
+    --kernel "-1 -2 -1;0 0 0;1 2 1" --method sqrt --border replicate
+run "A blur by a 5x5 binomial kernel, row and column apart" blur.png \
+    sepconvolve input/scene.jpg blur.png --x "1 4 6 4 1" --y "1 4 6 4 1" --shift 8
+for i in nn linear cubic area; do
+    run "The rings reduced to 96x72, --interp $i (aliasing shows in the outer rings)" \
+        "rings-$i.png" resize --size 96x72 --interp "$i" input/rings.png "rings-$i.png"
+done
+run "The chart enlarged by 3/2, cubic" zoom.png \
+    zoom --factor 3/2 --interp cubic input/chart.png zoom.png
+run "The landscape in gray" gray.png gray input/scene.jpg gray.png
+for d in none fs jjn stucki bayer; do
+    run "One bit per sample, --dither $d" "dither-$d.png" \
+        reduce --bits 1 --dither "$d" gray.png "dither-$d.png"
+done
+run "Hues rotated by a third of a turn: a twist sending R to G, G to B, B to R" twist.png \
+    twist --matrix "0 0 256 0;256 0 0 0;0 256 0 0" --shift 8 input/chart.png twist.png
+run "The chart as H, S, V planes (hsv-1, hsv-2, hsv-3; H halved to fit 8 bits)" hsv-1.png \
+    convert --to hsv --planes input/chart.png hsv.png
+run "Gray spread into colour by weights 1, 0.7, 0.3" colorize.png \
+    colorize --weights 1,0.7,0.3 gray.png colorize.png
+run "A translucent disc the tool draws" input/disc.png \
+    chart --shape disc --size 256x192 input/disc.png
+run "A translucent square the tool draws" input/square.png \
+    chart --shape square --size 256x192 input/square.png
+for op in over in out atop xor plus; do
+    run "The disc $op the square" "composite-$op.png" \
+        composite --op "$op" input/disc.png input/square.png "composite-$op.png"
+done
+run "The spectrum of the rings: log(1 + |F|), frequency 0 in the centre" fft-rings.png \
+    fft input/rings.png fft-rings.png
+run "The spectrum of the landscape, per channel" fft-scene.png fft input/scene.jpg fft-scene.png
+run "A Gaussian blur made by multiplying spectra (it wraps at the edges)" convolve-fft.png \
+    convolve-fft --radius 4 input/scene.jpg convolve-fft.png
 
 if [[ -n $page ]]; then
     rel=$(realpath --relative-to="$(dirname "$page")" "$out")

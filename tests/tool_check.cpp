@@ -71,6 +71,23 @@ const std::map<std::string, Call>& calls() {
         {"square", [](ZolImage* a, ZolImage*, ZolImage* d, int) { zolSquare(a, d); }},
         {"not", [](ZolImage* a, ZolImage*, ZolImage* d, int) { zolNot(a, d); }},
         {"set", [](ZolImage*, ZolImage*, ZolImage* d, int v) { zolSet(d, v); }},
+        {"mulscale", [](ZolImage* a, ZolImage* b, ZolImage* d, int) { zolMultiplyScale(a, b, d); }},
+        {"convolve", [](ZolImage* a, ZolImage*, ZolImage* d, int) {
+             const int v[2][9] = {{-1, 0, 1, -2, 0, 2, -1, 0, 1}, {-1, -2, -1, 0, 0, 0, 1, 2, 1}};
+             ZolConvKernel* k[2] = {zolCreateConvKernel(3, 3, 1, 1, v[0], 1),
+                                    zolCreateConvKernel(3, 3, 1, 1, v[1], 1)};
+             zolConvolve2D(a, d, k, 2, ZOL_COMBINE_MAX);
+             zolDeleteConvKernel(k[0]);
+             zolDeleteConvKernel(k[1]);
+         }},
+        {"sepconvolve", [](ZolImage* a, ZolImage*, ZolImage* d, int) {
+             const int x[3] = {1, 2, 1}, y[2] = {1, 3};
+             ZolConvKernel* kx = zolCreateConvKernel(3, 1, 1, 0, x, 3);
+             ZolConvKernel* ky = zolCreateConvKernel(1, 2, 0, 1, y, 0);
+             zolConvolveSep2D(a, d, kx, ky);
+             zolDeleteConvKernel(kx);
+             zolDeleteConvKernel(ky);
+         }},
     };
     return table;
 }
@@ -133,9 +150,108 @@ int op(char** argv, int argc) {
     return 0;
 }
 
+// `tool_check made OUT COMMAND IN`: OUT is what the scaling and colour
+// commands of tests/tool_test.sh's second table made of IN; each entry
+// makes the expected picture with its own library call.
+using Make = std::function<ZolImage*(ZolImage* in, ZolImage* b)>;
+
+ZolImage* blank(int depth, int channels, int width, int height) {
+    std::string error;
+    ZolImage* image = newImage(depth, channels, width, height, &error);
+    if (image) std::memset(image->imageData, 0, size_t(image->imageSize));
+    return image;
+}
+
+const std::map<std::string, Make>& makers() {
+    static const std::map<std::string, Make> table = {
+        {"resize", [](ZolImage* a, ZolImage*) {
+             ZolImage* d = blank(a->depth, a->nChannels, 20, 9);
+             zolResize(a, d, 20, a->width, 9, a->height, ZOL_INTER_CUBIC);
+             return d;
+         }},
+        {"zoom", [](ZolImage* a, ZolImage*) {
+             ZolImage* d = blank(a->depth, a->nChannels, a->width * 5 / 2, a->height * 5 / 2);
+             zolZoom(a, d, 5, 2, 5, 2, ZOL_INTER_LINEAR);
+             return d;
+         }},
+        {"decimate", [](ZolImage* a, ZolImage*) {
+             ZolImage* d = blank(a->depth, a->nChannels, a->width / 3, a->height / 3);
+             zolDecimate(a, d, 1, 3, 1, 3, ZOL_INTER_SUPER);
+             return d;
+         }},
+        {"convert", [](ZolImage* a, ZolImage*) {
+             ZolImage* d = blank(a->depth, 3, a->width, a->height);
+             zolRGB2HLS(a, d);
+             return d;
+         }},
+        {"gray", [](ZolImage* a, ZolImage*) {
+             ZolImage* d = blank(a->depth, 1, a->width, a->height);
+             zolColorToGray(a, d);
+             return d;
+         }},
+        {"colorize", [](ZolImage* a, ZolImage*) {
+             ZolImage* d = blank(a->depth, 3, a->width, a->height);
+             zolGrayToColor(a, d, 0.25f, 1, 0.5f);
+             return d;
+         }},
+        {"reduce", [](ZolImage* a, ZolImage*) {
+             ZolImage* d = blank(ZOL_DEPTH_8U, a->nChannels, a->width, a->height);
+             zolReduceBits(a, d, 0, ZOL_DITHER_STUCKI, 3);
+             return d;
+         }},
+        {"composite", [](ZolImage* a, ZolImage* b) {
+             ZolImage* d = zolCloneImage(a);
+             zolAlphaComposite(a, b, d, ZOL_COMPOSITE_XOR, nullptr, nullptr, nullptr, 0, 0);
+             return d;
+         }},
+        {"premultiply", [](ZolImage* a, ZolImage*) {
+             ZolImage* d = zolCloneImage(a);
+             zolPreMultiplyAlpha(d, -1);
+             return d;
+         }},
+        {"dct", [](ZolImage* a, ZolImage*) {
+             ZolImage* d = zolCloneImage(a);
+             zolDCT2D(a, d, ZOL_DCT_FORWARD);
+             return d;
+         }},
+        {"twist", [](ZolImage* a, ZolImage*) {
+             ZolImage* d = zolCloneImage(a);
+             const int32_t m[16] = {0, 3, 1, 5, 2, 0, 2, -9, 1, 1, 2, 0};
+             ZolColorTwist* t = zolCreateColorTwist(m, 2);
+             zolApplyColorTwist(a, d, t, 7);
+             zolDeleteColorTwist(t);
+             return d;
+         }},
+    };
+    return table;
+}
+
+int made(const std::string& out, const std::string& command, const std::string& in,
+         const char* second) {
+    ImagePtr a = load(in), got = load(out), b = second ? load(second) : nullptr;
+    const auto make = makers().find(command);
+    if (make == makers().end()) return 2;
+    zolSetErrStatus(0);
+    ImagePtr want(make->second(a.get(), b.get()));
+    if (!want || zolGetErrStatus() < 0) {
+        std::fprintf(stderr, "tool_check: the library refused %s\n", command.c_str());
+        return 1;
+    }
+    std::string error;
+    WriteOptions png;
+    png.format = Format::Png;
+    const std::string wantPath = out + ".want.png";
+    if (writeImage(wantPath, want.get(), png, &error)) return 2;
+    return near(out, wantPath, 0);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+    if ((argc == 5 || argc == 6) && std::strcmp(argv[1], "made") == 0) {
+        zolSetErrMode(ZOL_ErrModeParent);
+        return made(argv[2], argv[3], argv[4], argc == 6 ? argv[5] : nullptr);
+    }
     zolSetErrMode(ZOL_ErrModeParent);
     if (argc == 5 && std::strcmp(argv[1], "near") == 0) return near(argv[2], argv[3], std::atoi(argv[4]));
     if ((argc == 9 || argc == 10) && std::strcmp(argv[1], "op") == 0) return op(argv, argc);

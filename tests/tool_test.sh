@@ -227,6 +227,8 @@ while read -r cmd value flags; do
         [[ $roi != - ]] && opts+=(--roi "$roi")
         [[ $coi != 0 ]] && opts+=(--coi "$coi")
         [[ $mask != - ]] && opts+=(--mask "$mask")
+        # shellcheck disable=SC2206 # the row's options split on spaces
+        opts+=($flags)
         args=(c.ppm); [[ $value = B ]] && args+=(s.ppm)
         args+=(out.ppm); [[ $value != [B-] ]] && args+=("$value")
         name=${cmd%-flip}
@@ -257,7 +259,55 @@ abs -
 square -
 not -
 set 99
+convolve - --kernel -1,0,1;-2,0,2;-1,0,1 --kernel -1,-2,-1;0,0,0;1,2,1 --shift 1 --method max
+sepconvolve - --x 1,2,1 --y 1,3 --shift 3
+mulscale B
 TABLE
+# New pictures of another size or colour space, against the library called
+# on the whole input.
+while read -r cmd in args; do
+    # shellcheck disable=SC2086 # the row's options split on spaces
+    if "$ZOL" "$cmd" $args "$in" out.png 2>err.txt && "$CHECK" made out.png "$cmd" "$in"; then ok
+    else bad "zol $cmd $args $in: $(cat err.txt)"; fi
+done <<'TABLE'
+resize c.ppm --size 20x9 --interp cubic
+zoom c.ppm --factor 5/2
+decimate c.ppm --factor 1/3 --interp area
+convert c16.ppm --to hls
+gray c.ppm
+colorize p8.pgm --weights 0.25,1,0.5
+reduce c16.ppm --bits 3 --dither stucki
+twist c.ppm --matrix 0,3,1,5;2,0,2,-9;1,1,2,0 --shift 2 --offset 7
+premultiply ca.png
+dct p8.pgm
+TABLE
+# The spectrum of a flat picture is one white point at the centre; a blur
+# by a kernel of sum 1 leaves a flat picture flat.
+"$ZOL" set p8.pgm flat.pgm 100 && "$ZOL" set flat.pgm dark.pgm 0 &&
+    "$ZOL" set --roi 16,8,1,1 dark.pgm dot.pgm 255 && "$ZOL" fft flat.pgm fft.pgm &&
+    "$CHECK" near fft.pgm dot.pgm 0 && ok || bad "fft of a flat picture"
+"$ZOL" convolve-fft --radius 2 flat.pgm blur.pgm && "$CHECK" near blur.pgm flat.pgm 0 && ok ||
+    bad "convolve-fft of a flat picture"
+"$ZOL" chart --shape disc --size 37x23 da.png && "$ZOL" composite --op xor ca.png da.png out.png &&
+    "$CHECK" made out.png composite ca.png da.png && ok || bad "composite"
+expect 2 "bad --op" composite --op under ca.png da.png x.png
+expect 1 "zolAlphaComposite failed" composite c.ppm s.ppm x.png
+"$ZOL" convert --to ycrcb --planes c.ppm pl.png && "$ZOL" convert --to ycrcb c.ppm all.png &&
+    "$ZOL" copy --coi 3 all.png cb.png && cmp -s cb.png pl-3.png && ok || bad "convert --planes"
+expect 2 "one of --to and --from" convert c.ppm x.png
+expect 2 "unknown colour space" convert --to cmyk c.ppm x.png
+expect 2 "3 rows of 4" twist --matrix "1 0 0;0 1 0;0 0 1" c.ppm x.png
+expect 2 "bad --dither" reduce --dither floyd c.ppm x.png
+for k in "1 a" "1 2;3" ";" "1,,2;"; do expect 2 "--kernel" convolve c.ppm x.png --kernel "$k"; done
+eleven=(); for _ in {1..11}; do eleven+=(--kernel 1); done
+expect 2 "at most 10" convolve c.ppm x.png "${eleven[@]}"
+expect 2 "--anchor" convolve c.ppm x.png --kernel "1 2" --anchor 2,0
+expect 2 "whole numbers" convolve c.ppm x.png --kernel "0.5 0.5"
+expect 2 "bad border" convolve c.ppm x.png --kernel 1 --border mirror
+for s in 0x5 axb 5x; do expect 2 "bad size" resize --size "$s" c.ppm x.png; done
+expect 2 "bad factor" zoom --factor 0/2 c.ppm x.png
+expect 1 "zolZoom failed" zoom --factor 1/2 c.ppm x.png
+check "nothing written" [ ! -e x.png ]
 # The mask may be any image, cut at half scale; the rest keeps the input.
 "$ZOL" copy --coi 1 c.ppm red.pgm && "$ZOL" not --mask red.pgm c.ppm mred.ppm &&
     "$ZOL" not --mask red.pgm mred.ppm back.ppm && cmp -s c.ppm back.ppm && ok || bad "8-bit mask"

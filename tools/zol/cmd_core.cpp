@@ -168,12 +168,28 @@ struct ChartOptions {
     ImageOptions out;
     std::string size = "512x384", file;
     bool alpha = false, scene = false;
+    std::string shape;
 };
+
+// A translucent shape on a clear ground, for the compositing commands: a
+// red disc on the left ("disc") or a blue square on the right ("square").
+bool shapePixel(const std::string& shape, double u, double v, unsigned char* p) {
+    const bool disc = shape == "disc";
+    const bool inside = disc ? std::hypot(u - 0.4, v - 0.5) < 0.3
+                             : std::fabs(u - 0.62) < 0.25 && std::fabs(v - 0.5) < 0.3;
+    p[0] = disc ? 230 : 40;
+    p[1] = disc ? 40 : 90;
+    p[2] = disc ? 40 : 230;
+    p[3] = inside ? (disc ? 190 : 150) : 0;
+    return true;
+}
 
 int chart(const CLI::App* command, const ChartOptions& o) {
     int width, height;
     parseSize(o.size, &width, &height);
-    const int channels = o.alpha ? 4 : 3;
+    if (!o.shape.empty() && o.shape != "disc" && o.shape != "square")
+        return usageFail(command, "bad --shape '" + o.shape + "' (disc, square)");
+    const int channels = o.alpha || !o.shape.empty() ? 4 : 3;
     std::string error;
     if (!imageFits(ZOL_DEPTH_8U, channels, width, height, &error))
         return usageFail(command, error);
@@ -183,8 +199,9 @@ int chart(const CLI::App* command, const ChartOptions& o) {
         unsigned char* row = fileRow(image.get(), y);
         for (int x = 0; x < width; ++x) {
             const double u = (x + 0.5) / width, v = (y + 0.5) / height;
-            const Rgb c = o.scene ? scenePixel(u, v) : chartPixel(u, v);
             unsigned char* p = row + x * channels;
+            if (!o.shape.empty() && shapePixel(o.shape, u, v, p)) continue;
+            const Rgb c = o.scene ? scenePixel(u, v) : chartPixel(u, v);
             p[0] = static_cast<unsigned char>(std::lround(c.r * 255));
             p[1] = static_cast<unsigned char>(std::lround(c.g * 255));
             p[2] = static_cast<unsigned char>(std::lround(c.b * 255));
@@ -261,6 +278,9 @@ void addCoreCommands(CLI::App& app) {
         ->type_name("WxH");
     c->add_flag("--alpha", co->alpha, "add an alpha channel, opaque in the middle");
     c->add_flag("--scene", co->scene, "draw a landscape instead of the chart");
+    c->add_option("--shape", co->shape,
+                  "draw a translucent red disc or blue square on a clear ground instead (RGBA)")
+        ->type_name("disc|square");
     addOutputOptions(c, co->out);
     c->add_option("OUT", co->file, "the output file")->required()->type_name("");
 

@@ -56,6 +56,11 @@ int run(int argc, char** argv) {
     addArithCommands(app);
     addLogicCommands(app);
     addCopyCommands(app);
+    addFilterCommands(app);
+    addGeometryCommands(app);
+    addColourCommands(app);
+    addAlphaCommands(app);
+    addTransformCommands(app);
     // Set last, so that the commands' own help stays short.
     app.footer(kFooter);
 

@@ -34,6 +34,11 @@ void addCoreCommands(CLI::App& app);   // cmd_core.cpp: version, info, pattern, 
 void addArithCommands(CLI::App& app);  // cmd_arith.cpp: add ... square
 void addLogicCommands(CLI::App& app);  // cmd_logic.cpp: and ... not
 void addCopyCommands(CLI::App& app);   // cmd_copy.cpp: copy, set
+void addFilterCommands(CLI::App& app);    // cmd_filter.cpp: convolve, sepconvolve
+void addGeometryCommands(CLI::App& app);  // cmd_geometry.cpp: resize, zoom, decimate
+void addColourCommands(CLI::App& app);    // cmd_colour.cpp: convert ... twist
+void addAlphaCommands(CLI::App& app);     // cmd_alpha.cpp: composite, premultiply, mulscale
+void addTransformCommands(CLI::App& app); // cmd_transform.cpp: fft, dct, convolve-fft
 
 // ---- messages ----------------------------------------------------------
 
@@ -57,6 +62,10 @@ int depthOfName(const std::string& name);
 bool parseSize(const std::string& text, int* width, int* height);
 // A number in decimal or 0x hexadecimal, or a decimal fraction.
 bool parseNumber(const std::string& text, double* value);
+// Rows of numbers split by ';', each split by spaces or commas, all rows
+// as long ("1 2 1;2 4 2;1 2 1"); false with a message otherwise.
+bool parseMatrix(const std::string& text, std::vector<std::vector<double>>* rows,
+                 std::string* error);
 
 // Validators for CLI11 options, giving the error text or "".
 std::string checkDepth(const std::string& text);
