@@ -54,13 +54,13 @@ TEST(Fft, FloatRoundTrip) {
     for (const Size s : kSizes)
         for (int order : {ZOL_DATA_ORDER_PIXEL, ZOL_DATA_ORDER_PLANE}) {
             Image src(ZOL_DEPTH_16S, 2, s.w + 3, s.h + 2, order);
-            Image spec(ZOL_DEPTH_32F, 2, s.w + 1, s.h + 1, order), back(ZOL_DEPTH_32F, 2, s.w, s.h, order);
+            Image freq(ZOL_DEPTH_32F, 2, s.w + 1, s.h + 1, order), back(ZOL_DEPTH_32F, 2, s.w, s.h, order);
             tkit::fill(src, 7, -3000, 3000);
             src.setRoi(0, 2, 1, s.w, s.h);
-            spec.setRoi(0, 1, 1, s.w, s.h);
-            zolRealFft2D(src, spec, ZOL_FFT_FORWARD | ZOL_FFT_USE_INT);  // 32F: float route
-            zolCcsFft2D(spec, back, ZOL_FFT_INVERSE);
-            zolCcsFft2D(spec, spec, ZOL_FFT_INVERSE | ZOL_FFT_NO_SCALE);
+            freq.setRoi(0, 1, 1, s.w, s.h);
+            zolRealFft2D(src, freq, ZOL_FFT_FORWARD | ZOL_FFT_USE_INT);  // 32F: float route
+            zolCcsFft2D(freq, back, ZOL_FFT_INVERSE);
+            zolCcsFft2D(freq, freq, ZOL_FFT_INVERSE | ZOL_FFT_NO_SCALE);
             ASSERT_TRUE(rec.none());
             for (int c = 0; c < 2; ++c)
                 for (int y = 0; y < s.h; ++y)
@@ -68,7 +68,7 @@ TEST(Fft, FloatRoundTrip) {
                         const double v = tkit::value(src, x + 2, y + 1, c);
                         ASSERT_NEAR(v, tkit::value(back, x, y, c), 0.02)
                             << s.w << "x" << s.h << " at " << x << "," << y;
-                        ASSERT_NEAR(v * s.w * s.h, tkit::value(spec, x + 1, y + 1, c),
+                        ASSERT_NEAR(v * s.w * s.h, tkit::value(freq, x + 1, y + 1, c),
                                     0.02 * s.w * s.h);
                     }
         }
@@ -79,17 +79,17 @@ TEST(Fft, FloatRoundTrip) {
 TEST(Fft, FixedRouteSpectrumAndRoundTrip) {
     kit::Recorder rec;
     for (const Size s : kSizes) {
-        Image src(ZOL_DEPTH_8U, 1, s.w, s.h), spec(ZOL_DEPTH_32S, 1, s.w, s.h);
+        Image src(ZOL_DEPTH_8U, 1, s.w, s.h), freq(ZOL_DEPTH_32S, 1, s.w, s.h);
         Image back(ZOL_DEPTH_16S, 1, s.w, s.h);
         tkit::fill(src, 3, 0, 255);
-        zolRealFft2D(src, spec, ZOL_FFT_FORWARD | ZOL_FFT_USE_INT);
-        zolCcsFft2D(spec, back, ZOL_FFT_INVERSE | ZOL_FFT_USE_INT);
+        zolRealFft2D(src, freq, ZOL_FFT_FORWARD | ZOL_FFT_USE_INT);
+        zolCcsFft2D(freq, back, ZOL_FFT_INVERSE | ZOL_FFT_USE_INT);
         ASSERT_TRUE(rec.none());
         const auto want = tkit::packedSpectrum(samples(src, s.w, s.h), s.w, s.h, 1);
         const double tol = 2.0 + 255.0 * s.w * s.h * 3e-4;
         for (int y = 0; y < s.h; ++y)
             for (int x = 0; x < s.w; ++x) {
-                ASSERT_NEAR(want[size_t(y) * s.w + x], tkit::value(spec, x, y), tol)
+                ASSERT_NEAR(want[size_t(y) * s.w + x], tkit::value(freq, x, y), tol)
                     << s.w << "x" << s.h << " at " << x << "," << y;
                 ASSERT_NEAR(tkit::value(src, x, y), tkit::value(back, x, y), 3.0)
                     << s.w << "x" << s.h << " at " << x << "," << y;
@@ -271,20 +271,20 @@ TEST(Fft, SimdFormsEqualPlain) {
         if (!zol::formRuns(zol::Form(f))) continue;
         for (const Size s : sizes)
             for (int depth : {ZOL_DEPTH_32F, ZOL_DEPTH_32S}) {
-            Image src(depth, 1, s.w, s.h), spec(depth, 1, s.w, s.h);
+            Image src(depth, 1, s.w, s.h), freq(depth, 1, s.w, s.h);
             Image back(depth, 1, s.w, s.h);
             tkit::fill(src, uint32_t(s.w), -999, 999);
             std::vector<uint8_t> want[2];
             for (int pass = 0; pass < 2; ++pass) {
                 zol::setFormCap(pass ? zol::Form(f) : zol::Form::Plain);
-                zolRealFft2D(src, spec, ZOL_FFT_FORWARD | ZOL_FFT_USE_INT);
-                zolCcsFft2D(spec, back, ZOL_FFT_INVERSE | ZOL_FFT_USE_INT);
+                zolRealFft2D(src, freq, ZOL_FFT_FORWARD | ZOL_FFT_USE_INT);
+                zolCcsFft2D(freq, back, ZOL_FFT_INVERSE | ZOL_FFT_USE_INT);
                 if (pass == 0) {
-                    want[0] = spec.bytes();
+                    want[0] = freq.bytes();
                     want[1] = back.bytes();
                 } else {
                     EXPECT_EQ(zol::Form(f), zol::fft::fftForm());
-                    EXPECT_EQ(want[0], spec.bytes()) << zol::formName(zol::Form(f)) << " " << s.w;
+                    EXPECT_EQ(want[0], freq.bytes()) << zol::formName(zol::Form(f)) << " " << s.w;
                     EXPECT_EQ(want[1], back.bytes()) << zol::formName(zol::Form(f)) << " " << s.w;
                 }
             }
@@ -299,11 +299,11 @@ TEST(Fft, SimdFormsEqualPlain) {
 TEST(Fft, ThreadsKeepTheirOwnTables) {
     auto work = [](int w, int h, std::vector<uint8_t>* out) {
         zolSetErrMode(ZOL_ErrModeSilent);
-        Image src(ZOL_DEPTH_16S, 1, w, h), spec(ZOL_DEPTH_32F, 1, w, h);
+        Image src(ZOL_DEPTH_16S, 1, w, h), freq(ZOL_DEPTH_32F, 1, w, h);
         tkit::fill(src, 11, -50, 50);
-        for (int i = 0; i < 20; ++i) zolRealFft2D(src, spec, ZOL_FFT_FORWARD);
-        zolRealFft2D(src, spec, ZOL_FFT_FORWARD | ZOL_FFT_USE_INT);
-        *out = spec.bytes();
+        for (int i = 0; i < 20; ++i) zolRealFft2D(src, freq, ZOL_FFT_FORWARD);
+        zolRealFft2D(src, freq, ZOL_FFT_FORWARD | ZOL_FFT_USE_INT);
+        *out = freq.bytes();
     };
     std::vector<uint8_t> a1, b1, a2, b2;
     std::thread t1(work, 64, 32, &a1), t2(work, 24, 10, &b1);
