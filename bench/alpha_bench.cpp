@@ -59,10 +59,7 @@ Data& data() {
     return d;
 }
 
-std::map<std::string, double>& times() {
-    static std::map<std::string, double> t;
-    return t;
-}
+using bench::times;
 
 // bench::timed, keeping the least time over repetitions: the machine is
 // shared, and the least is the run least disturbed.

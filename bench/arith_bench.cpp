@@ -75,10 +75,7 @@ Data& data() {
 
 // CPU seconds of this thread per iteration, of the last run of each
 // benchmark: on a shared machine less disturbed than the wall clock.
-std::map<std::string, double>& times() {
-    static std::map<std::string, double> t;
-    return t;
-}
+using bench::times;
 
 int64_t bytesOf(int kind, bool roi) {
     const Kind& k = kKinds[kind];

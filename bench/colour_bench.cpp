@@ -22,10 +22,7 @@ namespace {
 using bench::kH;
 using bench::kW;
 
-std::map<std::string, double>& times() {
-    static std::map<std::string, double> t;
-    return t;
-}
+using bench::times;
 
 void setName(ZolImage* im, const char* model, const char* seq) {
     std::memcpy(im->colorModel, model, 4);

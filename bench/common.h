@@ -73,6 +73,15 @@ void timed(benchmark::State& state, std::map<std::string, double>& into,
 // Thread CPU seconds per iteration, by run name.
 using Times = std::map<std::string, double>;
 
+namespace {
+// The table of times of the source that includes this: each family has its
+// own, so one family's run names never reach another's summary.
+inline Times& times() {
+    static Times t;
+    return t;
+}
+}  // namespace
+
 // Registers a benchmark reported in milliseconds.
 template <class Fn, class... Args>
 void add(const std::string& name, Fn fn, Args... args) {

@@ -80,10 +80,7 @@ Data& data() {
 
 // Thread CPU seconds per iteration of each benchmark's last run: on a
 // shared machine less disturbed than the wall clock.
-std::map<std::string, double>& times() {
-    static std::map<std::string, double> t;
-    return t;
-}
+using bench::times;
 
 int64_t bytesOf(int kind) {
     const Kind& k = kKinds[kind];

@@ -23,10 +23,7 @@ namespace {
 using bench::kH;
 using bench::kW;
 
-std::map<std::string, double>& times() {
-    static std::map<std::string, double> t;
-    return t;
-}
+using bench::times;
 
 struct Filter {
     const char* name;

@@ -65,10 +65,7 @@ Data& data() {
     return d;
 }
 
-std::map<std::string, double>& times() {
-    static std::map<std::string, double> t;
-    return t;
-}
+using bench::times;
 
 void run(Op op, ZolImage* a, ZolImage* b, ZolImage* d) {
     switch (op) {

@@ -31,10 +31,7 @@ const Size kSizes[] = {{"960x540", 960, 540}, {"1280x720", 1280, 720}, {"2880x16
                        {"3840x2160", 3840, 2160}};
 const char* const kInterNames[] = {"nn", "linear", "cubic", "area"};
 
-std::map<std::string, double>& times() {
-    static std::map<std::string, double> t;
-    return t;
-}
+using bench::times;
 
 ZolImage* image(int channels, int w, int h) { return bench::newImage(ZOL_DEPTH_8U, channels, w, h, true); }
 

@@ -22,10 +22,7 @@ namespace {
 using bench::kH;
 using bench::kW;
 
-std::map<std::string, double>& times() {
-    static std::map<std::string, double> t;
-    return t;
-}
+using bench::times;
 
 // A record with one interval per level: counts per level, or a lookup
 // table from its values.

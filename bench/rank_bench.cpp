@@ -24,10 +24,7 @@ namespace {
 using bench::kH;
 using bench::kW;
 
-std::map<std::string, double>& times() {
-    static std::map<std::string, double> t;
-    return t;
-}
+using bench::times;
 
 enum Kind { kMedian, kMax, kMin, kDilate, kErode, kBlur, kSobel, kGauss };
 

@@ -24,10 +24,7 @@
 
 namespace {
 
-std::map<std::string, double>& times() {
-    static std::map<std::string, double> t;
-    return t;
-}
+using bench::times;
 
 // A pixel-order image of w x h whose region is its whole; float samples.
 ZolImage* image(int depth, int w, int h, unsigned seed) {
