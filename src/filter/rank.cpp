@@ -264,10 +264,8 @@ bool drive(void* context, const NbPiece& p) {
     if (!out || !rowPtr) return false;
     for (int l = 0; l < c.nLanes; ++l) {
         NbRows<T> rows;
-        const int ch = c.lane == NbLane::Flat || c.lane == NbLane::Bits ? 0 : c.srcCh[l];
-        if (!rows.init(p.src, c.lane, ch, c.srcPix, count, J.nRows)) return false;
-        NbSink sink = c.sink;
-        sink.channel = c.dstCh[l];
+        NbSink sink;
+        if (!nbLane(rows, sink, p, c, l, count, J.nRows)) return false;
         for (int y = 0; y < p.h; ++y) {
             for (int j = 0; j < J.nRows; ++j) rowPtr[j] = rows.row(y + j);
             switch (J.op) {
