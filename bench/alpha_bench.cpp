@@ -59,10 +59,7 @@ Data& data() {
     return d;
 }
 
-std::map<std::string, double>& times() {
-    static std::map<std::string, double> t;
-    return t;
-}
+using bench::times;
 
 // bench::timed, keeping the least time over repetitions: the machine is
 // shared, and the least is the run least disturbed.
@@ -170,35 +167,23 @@ struct Registrar {
 };
 const Registrar registrar;
 
-struct Summary {
-    Summary() { times(); }
-    ~Summary() {
-        const auto& t = times();
-        if (t.find("mulscale") == t.end() && t.find("over/plane") == t.end()) return;
-        auto ms = [&](const std::string& k) {
-            const auto i = t.find(k);
-            return i == t.end() ? -1.0 : i->second * 1e3;
-        };
-        auto row = [&](const char* name, const std::string& zol, const std::string& peer) {
-            const double z = ms(zol), p = ms(peer);
-            std::printf("%-28s %9.3f", name, z);
-            if (p > 0 && z > 0) std::printf(" %9.3f %7.2f\n", p, z / p);
-            else std::printf(" %9s %7s\n", "-", "-");
-        };
-        std::printf("\nCompositing and scaled multiplication, ms of thread CPU time per call,"
-                    " 1920x1080, in place;\npeer: pixman on a8r8g8b8, OpenCV cv::multiply;"
-                    " ratio = zol / peer\n");
-        std::printf("%-28s %9s %9s %7s\n", "case", "zol ms", "peer ms", "ratio");
-        for (int op = 0; op < 6; ++op) {
-            const std::string o = kOps[op];
-            row(("composite " + o + " plane").c_str(), o + "/plane", "pixman/" + o);
-            row(("composite " + o + " pixel").c_str(), o + "/pixel", "pixman/" + o);
-        }
-        row("compositeC over pixel", "overC/pixel", "pixman/overC");
-        row("multiplyScale 8u_c1", "mulscale", "opencv/mulscale");
-        std::fflush(stdout);
+const bench::AtEnd summary(times(), [](const bench::Times& t) {
+    if (t.find("mulscale") == t.end() && t.find("over/plane") == t.end()) return;
+    const bench::RatioTable table{28, 9, 3, 7};
+    auto row = [&](const char* name, const std::string& zol, const std::string& peer) {
+        table.row(name, bench::seconds(t, zol), bench::seconds(t, peer));
+    };
+    std::printf("\nCompositing and scaled multiplication, ms of thread CPU time per call,"
+                " 1920x1080, in place;\npeer: pixman on a8r8g8b8, OpenCV cv::multiply;"
+                " ratio = zol / peer\n");
+    table.head("zol ms", "peer ms");
+    for (int op = 0; op < 6; ++op) {
+        const std::string o = kOps[op];
+        row(("composite " + o + " plane").c_str(), o + "/plane", "pixman/" + o);
+        row(("composite " + o + " pixel").c_str(), o + "/pixel", "pixman/" + o);
     }
-};
-const Summary summary;
+    row("compositeC over pixel", "overC/pixel", "pixman/overC");
+    row("multiplyScale 8u_c1", "mulscale", "opencv/mulscale");
+});
 
 }  // namespace

@@ -75,10 +75,7 @@ Data& data() {
 
 // CPU seconds of this thread per iteration, of the last run of each
 // benchmark: on a shared machine less disturbed than the wall clock.
-std::map<std::string, double>& times() {
-    static std::map<std::string, double> t;
-    return t;
-}
+using bench::times;
 
 int64_t bytesOf(int kind, bool roi) {
     const Kind& k = kKinds[kind];
@@ -183,55 +180,39 @@ struct Registrar {
 const Registrar registrar;
 
 // Printed when the program ends, after the benchmark run.
-struct Summary {
-    // Makes the table of times before this object, so it outlives it.
-    Summary() { times(); }
-    ~Summary() {
-        const auto& t = times();
-        if (t.empty()) return;
-        auto ratio = [&](const std::string& x, const std::string& y) {
-            const auto i = t.find(x), j = t.find(y);
-            return i == t.end() || j == t.end() || j->second <= 0 ? -1.0 : i->second / j->second;
-        };
-        auto cell = [](double v) {
-            if (v < 0) std::printf(" %8s", "-");
-            else std::printf(" %8.2f", v);
-        };
-        std::printf("\nArithmetic, thread CPU time / memcpy's of the destination bytes (1.0 ="
-                    " copy speed), best form %s;\nplain/best = time of the plain form / time of"
-                    " the best\n",
-                    zol::formName(zol::cpuForm()));
-        std::printf("%-14s %8s %8s %8s %8s %8s | %10s %10s\n", "case", "add", "sub", "mul",
-                    "and", "lshift", "add p/b", "sub p/b");
-        for (int kind = 0; kind < kNumKinds; ++kind)
-            for (bool roi : {false, true}) {
-                const std::string c = caseName(kind, roi);
-                std::printf("%-14s", c.c_str());
-                for (const char* op : kOpNames) cell(ratio(std::string(op) + "/" + c + "/best", "memcpy/" + c));
-                std::printf(" |");
-                for (const char* op : {"zolAdd", "zolSubtract"}) {
-                    const std::string n = std::string(op) + "/" + c;
-                    const double v = ratio(n + "/plain", n + "/best");
-                    if (v < 0) std::printf(" %10s", "-");
-                    else std::printf(" %10.2f", v);
-                }
-                std::printf("\n");
+const bench::AtEnd summary(times(), [](const bench::Times& t) {
+    if (t.empty()) return;
+    std::printf("\nArithmetic, thread CPU time / memcpy's of the destination bytes (1.0 ="
+                " copy speed), best form %s;\nplain/best = time of the plain form / time of"
+                " the best\n",
+                zol::formName(zol::cpuForm()));
+    std::printf("%-14s %8s %8s %8s %8s %8s | %10s %10s\n", "case", "add", "sub", "mul",
+                "and", "lshift", "add p/b", "sub p/b");
+    for (int kind = 0; kind < kNumKinds; ++kind)
+        for (bool roi : {false, true}) {
+            const std::string c = caseName(kind, roi);
+            std::printf("%-14s", c.c_str());
+            for (const char* op : kOpNames)
+                bench::cell(bench::ratio(t, std::string(op) + "/" + c + "/best", "memcpy/" + c), 8);
+            std::printf(" |");
+            for (const char* op : {"zolAdd", "zolSubtract"}) {
+                const std::string n = std::string(op) + "/" + c;
+                bench::cell(bench::ratio(t, n + "/plain", n + "/best"), 10);
             }
+            std::printf("\n");
+        }
 #ifdef ZOL_BENCH_OPENCV
-        std::printf("\nOpenCV core: time / memcpy of the destination bytes\n");
-        std::printf("%-14s %8s %8s %8s\n", "case", "add", "sub", "and");
-        for (int kind = 0; kind < kNumKinds; ++kind)
-            for (bool roi : {false, true}) {
-                const std::string c = caseName(kind, roi);
-                std::printf("%-14s", c.c_str());
-                for (const char* op : {"zolAdd", "zolSubtract", "zolAnd"})
-                    cell(ratio(std::string("opencv_") + op + "/" + c, "memcpy/" + c));
-                std::printf("\n");
-            }
+    std::printf("\nOpenCV core: time / memcpy of the destination bytes\n");
+    std::printf("%-14s %8s %8s %8s\n", "case", "add", "sub", "and");
+    for (int kind = 0; kind < kNumKinds; ++kind)
+        for (bool roi : {false, true}) {
+            const std::string c = caseName(kind, roi);
+            std::printf("%-14s", c.c_str());
+            for (const char* op : {"zolAdd", "zolSubtract", "zolAnd"})
+                bench::cell(bench::ratio(t, std::string("opencv_") + op + "/" + c, "memcpy/" + c), 8);
+            std::printf("\n");
+        }
 #endif
-        std::fflush(stdout);
-    }
-};
-const Summary summary;
+});
 
 }  // namespace

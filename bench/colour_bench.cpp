@@ -22,10 +22,7 @@ namespace {
 using bench::kH;
 using bench::kW;
 
-std::map<std::string, double>& times() {
-    static std::map<std::string, double> t;
-    return t;
-}
+using bench::times;
 
 void setName(ZolImage* im, const char* model, const char* seq) {
     std::memcpy(im->colorModel, model, 4);
@@ -109,35 +106,24 @@ struct Registrar {
     Registrar() {
         for (int op = 0; op < kOps; ++op) {
             const std::string n = std::string("colour/") + kNames[op];
-            benchmark::RegisterBenchmark(n.c_str(), benchZol, Op(op))->Unit(benchmark::kMillisecond);
+            bench::add(n, benchZol, Op(op));
 #ifdef ZOL_BENCH_OPENCV_IMGPROC
-            benchmark::RegisterBenchmark((n + "/opencv").c_str(), benchCv, Op(op))
-                ->Unit(benchmark::kMillisecond);
+            bench::add(n + "/opencv", benchCv, Op(op));
 #endif
         }
     }
 };
 const Registrar registrar;
 
-struct Summary {
-    Summary() { times(); }
-    ~Summary() {
-        const auto& t = times();
-        if (t.empty()) return;
-        std::printf("\nColour, 1920x1080 8U, thread CPU ms (ratio = libzol / OpenCV)\n");
-        std::printf("%-12s %9s %9s %7s\n", "case", "libzol", "opencv", "ratio");
-        for (const char* n : kNames) {
-            const auto z = t.find(std::string("zol/") + n), c = t.find(std::string("cv/") + n);
-            if (z == t.end()) continue;
-            std::printf("%-12s %9.3f", n, z->second * 1e3);
-            if (c != t.end() && c->second > 0)
-                std::printf(" %9.3f %7.2f\n", c->second * 1e3, z->second / c->second);
-            else
-                std::printf(" %9s %7s\n", "-", "-");
-        }
-        std::fflush(stdout);
+const bench::AtEnd summary(times(), [](const bench::Times& t) {
+    if (t.empty()) return;
+    std::printf("\nColour, 1920x1080 8U, thread CPU ms (ratio = libzol / OpenCV)\n");
+    const bench::RatioTable table{12, 9, 3, 7};
+    table.head("libzol", "opencv");
+    for (const char* n : kNames) {
+        const double z = bench::seconds(t, std::string("zol/") + n);
+        if (z >= 0) table.row(n, z, bench::seconds(t, std::string("cv/") + n));
     }
-};
-const Summary summary;
+});
 
 }  // namespace

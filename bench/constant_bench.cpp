@@ -80,10 +80,7 @@ Data& data() {
 
 // Thread CPU seconds per iteration of each benchmark's last run: on a
 // shared machine less disturbed than the wall clock.
-std::map<std::string, double>& times() {
-    static std::map<std::string, double> t;
-    return t;
-}
+using bench::times;
 
 int64_t bytesOf(int kind) {
     const Kind& k = kKinds[kind];
@@ -177,43 +174,30 @@ struct Registrar {
 const Registrar registrar;
 
 // Printed when the program ends, after the benchmark run.
-struct Summary {
-    Summary() { times(); }  // the table of times must outlive this object
-    ~Summary() {
-        const auto& t = times();
-        if (t.empty()) return;
-        auto ratio = [&](const std::string& x, const std::string& y) {
-            const auto i = t.find(x), j = t.find(y);
-            return i == t.end() || j == t.end() || j->second <= 0 ? -1.0 : i->second / j->second;
-        };
-        auto cell = [](double v) {
-            if (v < 0) std::printf(" %10s", "-");
-            else std::printf(" %10.2f", v);
-        };
-        std::printf("\nConstant arithmetic, thread CPU time / memcpy's of the destination bytes"
-                    " (1.0 = copy speed), best form %s\n",
-                    zol::formName(zol::cpuForm()));
-        std::printf("%-26s %10s %10s %10s", "case", "best", "plain", "plain/best");
+const bench::AtEnd summary(times(), [](const bench::Times& t) {
+    if (t.empty()) return;
+    auto cell = [&](const std::string& x, const std::string& y) { bench::cell(bench::ratio(t, x, y), 10); };
+    std::printf("\nConstant arithmetic, thread CPU time / memcpy's of the destination bytes"
+                " (1.0 = copy speed), best form %s\n",
+                zol::formName(zol::cpuForm()));
+    std::printf("%-26s %10s %10s %10s", "case", "best", "plain", "plain/best");
 #ifdef ZOL_BENCH_OPENCV
-        std::printf(" %10s", "opencv");
+    std::printf(" %10s", "opencv");
 #endif
-        std::printf("\n");
-        for (const auto& c : kCases)
-            for (const int kind : c.kinds) {
-                if (kind < 0) continue;
-                const std::string n = caseName(c.name, kind), copy = caseName("memcpy", kind);
-                std::printf("%-26s", n.c_str());
-                cell(ratio(n + "/best", copy));
-                cell(ratio(n + "/plain", copy));
-                cell(ratio(n + "/plain", n + "/best"));
+    std::printf("\n");
+    for (const auto& c : kCases)
+        for (const int kind : c.kinds) {
+            if (kind < 0) continue;
+            const std::string n = caseName(c.name, kind), copy = caseName("memcpy", kind);
+            std::printf("%-26s", n.c_str());
+            cell(n + "/best", copy);
+            cell(n + "/plain", copy);
+            cell(n + "/plain", n + "/best");
 #ifdef ZOL_BENCH_OPENCV
-                cell(ratio("opencv_" + n, copy));
+            cell("opencv_" + n, copy);
 #endif
-                std::printf("\n");
-            }
-        std::fflush(stdout);
-    }
-};
-const Summary summary;
+            std::printf("\n");
+        }
+});
 
 }  // namespace

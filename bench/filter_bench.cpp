@@ -23,10 +23,7 @@ namespace {
 using bench::kH;
 using bench::kW;
 
-std::map<std::string, double>& times() {
-    static std::map<std::string, double> t;
-    return t;
-}
+using bench::times;
 
 struct Filter {
     const char* name;
@@ -107,39 +104,26 @@ struct Registrar {
         for (const Filter& f : kFilters)
             for (int c = 0; c < 2; ++c) {
                 const std::string n = "filter/" + caseName(f, c ? 3 : 1);
-                benchmark::RegisterBenchmark((n + "/zol").c_str(), benchZol, &f, c)
-                    ->Unit(benchmark::kMillisecond);
+                bench::add(n + "/zol", benchZol, &f, c);
 #ifdef ZOL_BENCH_OPENCV_IMGPROC
-                benchmark::RegisterBenchmark((n + "/opencv").c_str(), benchOpenCv, &f, c)
-                    ->Unit(benchmark::kMillisecond);
+                bench::add(n + "/opencv", benchOpenCv, &f, c);
 #endif
             }
     }
 };
 const Registrar registrar;
 
-// Printed when the program ends, after the benchmark run.
-struct Summary {
-    Summary() { times(); }
-    ~Summary() {
-        const auto& t = times();
-        if (t.empty()) return;
-        std::printf("\nConvolution, 1920x1080 8U, thread CPU ms; ratio = zol / OpenCV\n");
-        std::printf("%-12s %10s %10s %8s\n", "case", "zol", "opencv", "ratio");
-        for (const Filter& f : kFilters)
-            for (int ch : {1, 3}) {
-                const std::string c = caseName(f, ch);
-                const auto z = t.find("zol/" + c), o = t.find("opencv/" + c);
-                if (z == t.end()) continue;
-                std::printf("%-12s %10.2f", c.c_str(), z->second * 1e3);
-                if (o != t.end() && o->second > 0)
-                    std::printf(" %10.2f %8.2f\n", o->second * 1e3, z->second / o->second);
-                else
-                    std::printf(" %10s %8s\n", "-", "-");
-            }
-        std::fflush(stdout);
-    }
-};
-const Summary summary;
+const bench::AtEnd summary(times(), [](const bench::Times& t) {
+    if (t.empty()) return;
+    std::printf("\nConvolution, 1920x1080 8U, thread CPU ms; ratio = zol / OpenCV\n");
+    const bench::RatioTable table{12, 10, 2, 8};
+    table.head("zol", "opencv");
+    for (const Filter& f : kFilters)
+        for (int ch : {1, 3}) {
+            const std::string c = caseName(f, ch);
+            const double z = bench::seconds(t, "zol/" + c);
+            if (z >= 0) table.row(c, z, bench::seconds(t, "opencv/" + c));
+        }
+});
 
 }  // namespace

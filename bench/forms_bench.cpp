@@ -65,10 +65,7 @@ Data& data() {
     return d;
 }
 
-std::map<std::string, double>& times() {
-    static std::map<std::string, double> t;
-    return t;
-}
+using bench::times;
 
 void run(Op op, ZolImage* a, ZolImage* b, ZolImage* d) {
     switch (op) {
@@ -127,31 +124,22 @@ struct Registrar {
 };
 const Registrar registrar;
 
-struct Summary {
-    Summary() { times(); }
-    ~Summary() {
-        const auto& t = times();
-        bool any = false;
-        for (const auto& [name, time] : t) any = any || name.rfind("memcpy/", 0) != 0;
-        if (!any) return;
-        const std::vector<zol::Form> forms = formsHere();
-        std::printf("\nKernel forms side by side, thread CPU time / memcpy's of the destination"
-                    " bytes (1.0 = copy speed)\n%-22s", "case");
-        for (zol::Form f : forms) std::printf(" %8s", zol::formName(f));
+const bench::AtEnd summary(times(), [](const bench::Times& t) {
+    bool any = false;
+    for (const auto& [name, time] : t) any = any || name.rfind("memcpy/", 0) != 0;
+    if (!any) return;
+    const std::vector<zol::Form> forms = formsHere();
+    std::printf("\nKernel forms side by side, thread CPU time / memcpy's of the destination"
+                " bytes (1.0 = copy speed)\n%-22s", "case");
+    for (zol::Form f : forms) std::printf(" %8s", zol::formName(f));
+    std::printf("\n");
+    for (const Case& c : kCases) {
+        std::printf("%-22s", c.name);
+        const std::string m = "memcpy/" + std::to_string(c.depth & 0xFF);
+        for (zol::Form f : forms)
+            bench::cell(bench::ratio(t, std::string(c.name) + "/" + zol::formName(f), m), 8);
         std::printf("\n");
-        for (const Case& c : kCases) {
-            std::printf("%-22s", c.name);
-            const auto m = t.find("memcpy/" + std::to_string(c.depth & 0xFF));
-            for (zol::Form f : forms) {
-                const auto i = t.find(std::string(c.name) + "/" + zol::formName(f));
-                if (i == t.end() || m == t.end() || m->second <= 0) std::printf(" %8s", "-");
-                else std::printf(" %8.2f", i->second / m->second);
-            }
-            std::printf("\n");
-        }
-        std::fflush(stdout);
     }
-};
-const Summary summary;
+});
 
 }  // namespace

@@ -31,19 +31,9 @@ const Size kSizes[] = {{"960x540", 960, 540}, {"1280x720", 1280, 720}, {"2880x16
                        {"3840x2160", 3840, 2160}};
 const char* const kInterNames[] = {"nn", "linear", "cubic", "area"};
 
-std::map<std::string, double>& times() {
-    static std::map<std::string, double> t;
-    return t;
-}
+using bench::times;
 
-ZolImage* image(int channels, int w, int h) {
-    static const char kModel[4] = {'B', 'E', 'N', 'C'};
-    ZolImage* im = zolCreateImageHeader(channels, 0, ZOL_DEPTH_8U, kModel, kModel,
-                                        ZOL_DATA_ORDER_PIXEL, ZOL_ORIGIN_TL, ZOL_ALIGN_DWORD, w, h,
-                                        nullptr, nullptr, nullptr, nullptr);
-    if (im) zolAllocateImage(im, 1, 0);
-    return im && im->imageData ? im : nullptr;
-}
+ZolImage* image(int channels, int w, int h) { return bench::newImage(ZOL_DEPTH_8U, channels, w, h, true); }
 
 // Source and destination per channel count and size, made on first use.
 struct Pair {
@@ -97,40 +87,27 @@ struct Registrar {
                 for (int interp = 0; interp < 4; ++interp) {
                     if (interp == ZOL_INTER_SUPER && kSizes[size].w > kW) continue;
                     const std::string c = caseName(channels, size, interp);
-                    benchmark::RegisterBenchmark(("resize/" + c).c_str(), benchZol, channels,
-                                                 size, interp)
-                        ->Unit(benchmark::kMillisecond);
+                    bench::add("resize/" + c, benchZol, channels, size, interp);
 #ifdef ZOL_BENCH_OPENCV_IMGPROC
-                    benchmark::RegisterBenchmark(("resize/" + c + "/opencv").c_str(),
-                                                 benchOpenCv, channels, size, interp)
-                        ->Unit(benchmark::kMillisecond);
+                    bench::add("resize/" + c + "/opencv", benchOpenCv, channels, size, interp);
 #endif
                 }
     }
 };
 const Registrar registrar;
 
-// Printed when the program ends, after the benchmark run.
-struct Summary {
-    Summary() { times(); }
-    ~Summary() {
-        const auto& t = times();
-        bool any = false;
-        for (const auto& e : t) any = any || e.first.rfind("zol/8u", 0) == 0;
-        if (!any) return;
-        std::printf("\nResize from 1920x1080, thread CPU ms; ratio = zol / OpenCV\n");
-        std::printf("%-26s %9s %9s %7s\n", "case", "zol", "opencv", "ratio");
-        for (const auto& e : t) {
-            if (e.first.rfind("zol/", 0) != 0) continue;
-            const std::string c = e.first.substr(4);
-            const auto o = t.find("opencv/" + c);
-            std::printf("%-26s %9.3f", c.c_str(), e.second * 1e3);
-            if (o == t.end()) std::printf(" %9s %7s\n", "-", "-");
-            else std::printf(" %9.3f %7.2f\n", o->second * 1e3, e.second / o->second);
-        }
-        std::fflush(stdout);
+const bench::AtEnd summary(times(), [](const bench::Times& t) {
+    bool any = false;
+    for (const auto& e : t) any = any || e.first.rfind("zol/8u", 0) == 0;
+    if (!any) return;
+    std::printf("\nResize from 1920x1080, thread CPU ms; ratio = zol / OpenCV\n");
+    const bench::RatioTable table{26, 9, 3, 7};
+    table.head("zol", "opencv");
+    for (const auto& e : t) {
+        if (e.first.rfind("zol/", 0) != 0) continue;
+        const std::string c = e.first.substr(4);
+        table.row(c, e.second, bench::seconds(t, "opencv/" + c));
     }
-};
-const Summary summary;
+});
 
 }  // namespace

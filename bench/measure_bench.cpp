@@ -22,10 +22,7 @@ namespace {
 using bench::kH;
 using bench::kW;
 
-std::map<std::string, double>& times() {
-    static std::map<std::string, double> t;
-    return t;
-}
+using bench::times;
 
 // A record with one interval per level: counts per level, or a lookup
 // table from its values.
@@ -139,31 +136,25 @@ struct Registrar {
 };
 const Registrar registrar;
 
-struct Summary {
-    Summary() { times(); }
-    ~Summary() {
-        const auto& t = times();
-        bool any = false;
-        for (const char* op : kOps) any = any || t.count(op);
-        if (!any) return;
-        std::printf("\nMeasurement, 1920x1080 8U, one thread: microseconds per call%s\n",
+const bench::AtEnd summary(times(), [](const bench::Times& t) {
+    bool any = false;
+    for (const char* op : kOps) any = any || t.count(op);
+    if (!any) return;
+    std::printf("\nMeasurement, 1920x1080 8U, one thread: microseconds per call%s\n",
 #ifdef ZOL_BENCH_OPENCV_IMGPROC
-                    ", and libzol / OpenCV"
+                ", and libzol / OpenCV"
 #else
-                    ""
+                ""
 #endif
-        );
-        for (const char* op : kOps) {
-            if (!t.count(op)) continue;
-            std::printf("%-14s %9.1f", op, t.at(op) * 1e6);
-            const std::string o = std::string("opencv_") + op;
-            if (t.count(o) && t.at(o) > 0)
-                std::printf(" %9.1f  %5.2fx", t.at(o) * 1e6, t.at(op) / t.at(o));
-            std::printf("\n");
-        }
-        std::fflush(stdout);
+    );
+    for (const char* op : kOps) {
+        if (!t.count(op)) continue;
+        std::printf("%-14s %9.1f", op, t.at(op) * 1e6);
+        const std::string o = std::string("opencv_") + op;
+        if (t.count(o) && t.at(o) > 0)
+            std::printf(" %9.1f  %5.2fx", t.at(o) * 1e6, t.at(op) / t.at(o));
+        std::printf("\n");
     }
-};
-const Summary summary;
+});
 
 }  // namespace

@@ -24,10 +24,7 @@ namespace {
 using bench::kH;
 using bench::kW;
 
-std::map<std::string, double>& times() {
-    static std::map<std::string, double> t;
-    return t;
-}
+using bench::times;
 
 enum Kind { kMedian, kMax, kMin, kDilate, kErode, kBlur, kSobel, kGauss };
 
@@ -107,38 +104,26 @@ struct Registrar {
         for (const Case& c : kCases)
             for (int i = 0; i < 2; ++i) {
                 const std::string n = "rank/" + caseName(c, i ? 3 : 1);
-                benchmark::RegisterBenchmark((n + "/zol").c_str(), benchZol, &c, i)
-                    ->Unit(benchmark::kMillisecond);
+                bench::add(n + "/zol", benchZol, &c, i);
 #ifdef ZOL_BENCH_OPENCV_IMGPROC
-                benchmark::RegisterBenchmark((n + "/opencv").c_str(), benchOpenCv, &c, i)
-                    ->Unit(benchmark::kMillisecond);
+                bench::add(n + "/opencv", benchOpenCv, &c, i);
 #endif
             }
     }
 };
 const Registrar registrar;
 
-struct Summary {
-    Summary() { times(); }
-    ~Summary() {
-        const auto& t = times();
-        if (t.empty()) return;
-        std::printf("\nNeighbourhood filters, 1920x1080 8U, thread CPU ms; ratio = zol / OpenCV\n");
-        std::printf("%-12s %10s %10s %8s\n", "case", "zol", "opencv", "ratio");
-        for (const Case& c : kCases)
-            for (int ch : {1, 3}) {
-                const std::string n = caseName(c, ch);
-                const auto z = t.find("zol/" + n), o = t.find("opencv/" + n);
-                if (z == t.end()) continue;
-                std::printf("%-12s %10.2f", n.c_str(), z->second * 1e3);
-                if (o != t.end() && o->second > 0)
-                    std::printf(" %10.2f %8.2f\n", o->second * 1e3, z->second / o->second);
-                else
-                    std::printf(" %10s %8s\n", "-", "-");
-            }
-        std::fflush(stdout);
-    }
-};
-const Summary summary;
+const bench::AtEnd summary(times(), [](const bench::Times& t) {
+    if (t.empty()) return;
+    std::printf("\nNeighbourhood filters, 1920x1080 8U, thread CPU ms; ratio = zol / OpenCV\n");
+    const bench::RatioTable table{12, 10, 2, 8};
+    table.head("zol", "opencv");
+    for (const Case& c : kCases)
+        for (int ch : {1, 3}) {
+            const std::string n = caseName(c, ch);
+            const double z = bench::seconds(t, "zol/" + n);
+            if (z >= 0) table.row(n, z, bench::seconds(t, "opencv/" + n));
+        }
+});
 
 }  // namespace

@@ -24,24 +24,12 @@
 
 namespace {
 
-std::map<std::string, double>& times() {
-    static std::map<std::string, double> t;
-    return t;
-}
+using bench::times;
 
 // A pixel-order image of w x h whose region is its whole; float samples.
 ZolImage* image(int depth, int w, int h, unsigned seed) {
-    static const char kModel[4] = {'B', 'E', 'N', 'C'};
-    ZolImage* im = zolCreateImageHeader(1, 0, depth, kModel, kModel, ZOL_DATA_ORDER_PIXEL,
-                                        ZOL_ORIGIN_TL, ZOL_ALIGN_DWORD, w, h, nullptr, nullptr,
-                                        nullptr, nullptr);
+    ZolImage* im = bench::newImage(depth, 1, w, h);
     if (!im) return nullptr;
-    if (depth == ZOL_DEPTH_32F) zolAllocateImageFP(im, 0, 0.0f);
-    else zolAllocateImage(im, 0, 0);
-    if (!im->imageData) {
-        zolDeallocate(im, ZOL_FREE_HEADER);
-        return nullptr;
-    }
     unsigned s = seed;
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x) {
@@ -162,36 +150,31 @@ void BM_cv(benchmark::State& state, const std::string& what, int w, int h) {
 }
 #endif
 
-struct Summary {
-    Summary() { times(); }
-    ~Summary() {
-        const auto& t = times();
-        if (t.empty()) return;
-        auto get = [&](const std::string& n) { return t.count(n) ? t.at(n) : 0.0; };
-        std::printf("\n%-34s %10s %10s %10s %8s %8s\n", "transform (one thread)", "zol ms",
-                    "fftw ms", "cv ms", "/fftw", "/cv");
-        auto row = [&](const std::string& label, const std::string& z, const std::string& f,
-                       const std::string& c) {
-            const double tz = get(z), tf = get(f), tc = get(c);
-            if (tz <= 0) return;
-            std::printf("%-34s %10.3f %10.3f %10.3f %8.2f %8.2f\n", label.c_str(), tz * 1e3,
-                        tf * 1e3, tc * 1e3, tf > 0 ? tz / tf : 0.0, tc > 0 ? tz / tc : 0.0);
-        };
-        for (auto [w, h] : {std::pair{256, 256}, {1024, 1024}, {2048, 1024}, {1920, 1080}}) {
-            const std::string s = sizeName(w, h);
-            row("fft forward " + s, "fft forward " + s, "fftw forward " + s, "cv dft " + s);
-            row("fft inverse " + s, "fft inverse " + s, "fftw inverse " + s, "");
-        }
-        row("fft forward fixed 1024x1024", "fft forward fixed 1024x1024", "fftw forward 1024x1024",
-            "cv dft 1024x1024");
-        row("dct 8x8 blocks over 1024x1024", "dct blocks 8 over 1024x1024", "",
-            "cv dct8 1024x1024");
-        row("dct 512x512", "dct 512x512", "", "cv dct 512x512");
-        row("dct 1024x1024", "dct 1024x1024", "", "cv dct 1024x1024");
-        row("mpy 1024x1024", "mpy 1024x1024", "", "cv mulSpectrums 1024x1024");
+const bench::AtEnd summary(times(), [](const bench::Times& t) {
+    if (t.empty()) return;
+    auto get = [&](const std::string& n) { return t.count(n) ? t.at(n) : 0.0; };
+    std::printf("\n%-34s %10s %10s %10s %8s %8s\n", "transform (one thread)", "zol ms",
+                "fftw ms", "cv ms", "/fftw", "/cv");
+    auto row = [&](const std::string& label, const std::string& z, const std::string& f,
+                   const std::string& c) {
+        const double tz = get(z), tf = get(f), tc = get(c);
+        if (tz <= 0) return;
+        std::printf("%-34s %10.3f %10.3f %10.3f %8.2f %8.2f\n", label.c_str(), tz * 1e3,
+                    tf * 1e3, tc * 1e3, tf > 0 ? tz / tf : 0.0, tc > 0 ? tz / tc : 0.0);
+    };
+    for (auto [w, h] : {std::pair{256, 256}, {1024, 1024}, {2048, 1024}, {1920, 1080}}) {
+        const std::string s = sizeName(w, h);
+        row("fft forward " + s, "fft forward " + s, "fftw forward " + s, "cv dft " + s);
+        row("fft inverse " + s, "fft inverse " + s, "fftw inverse " + s, "");
     }
-};
-const Summary summary;
+    row("fft forward fixed 1024x1024", "fft forward fixed 1024x1024", "fftw forward 1024x1024",
+        "cv dft 1024x1024");
+    row("dct 8x8 blocks over 1024x1024", "dct blocks 8 over 1024x1024", "",
+        "cv dct8 1024x1024");
+    row("dct 512x512", "dct 512x512", "", "cv dct 512x512");
+    row("dct 1024x1024", "dct 1024x1024", "", "cv dct 1024x1024");
+    row("mpy 1024x1024", "mpy 1024x1024", "", "cv mulSpectrums 1024x1024");
+});
 
 BENCHMARK_CAPTURE(BM_fft, fwd_256, 256, 256, false, false)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_fft, inv_256, 256, 256, true, false)->Unit(benchmark::kMillisecond);

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <thread>
 
 #include "core/simd.h"
 #include "transform.h"
@@ -297,22 +296,15 @@ TEST(Fft, SimdFormsEqualPlain) {
 // Two threads at once on different lengths keep their own tables, which go
 // with the thread (the sanitizer build reports any leak).
 TEST(Fft, ThreadsKeepTheirOwnTables) {
-    auto work = [](int w, int h, std::vector<uint8_t>* out) {
+    auto work = [](int w, int h) {
         zolSetErrMode(ZOL_ErrModeSilent);
         Image src(ZOL_DEPTH_16S, 1, w, h), freq(ZOL_DEPTH_32F, 1, w, h);
         tkit::fill(src, 11, -50, 50);
         for (int i = 0; i < 20; ++i) zolRealFft2D(src, freq, ZOL_FFT_FORWARD);
         zolRealFft2D(src, freq, ZOL_FFT_FORWARD | ZOL_FFT_USE_INT);
-        *out = freq.bytes();
+        return freq.bytes();
     };
-    std::vector<uint8_t> a1, b1, a2, b2;
-    std::thread t1(work, 64, 32, &a1), t2(work, 24, 10, &b1);
-    t1.join();
-    t2.join();
-    work(64, 32, &a2);
-    work(24, 10, &b2);
-    EXPECT_EQ(a1, a2);
-    EXPECT_EQ(b1, b2);
+    tkit::expectThreadsAgree(work, 64, 32, 24, 10);
 }
 
 }  // namespace

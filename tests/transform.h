@@ -5,11 +5,27 @@
 #include <cmath>
 #include <cstring>
 #include <random>
+#include <thread>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "kit.h"
 
 namespace tkit {
+
+// work(w, h) returns the bytes of a run on that size. Two sizes run in two
+// threads at once, then one after the other on this thread: the results
+// must agree, whatever tables each thread keeps.
+template <class Work>
+void expectThreadsAgree(Work work, int w1, int h1, int w2, int h2) {
+    std::vector<uint8_t> a, b;
+    std::thread t1([&] { a = work(w1, h1); }), t2([&] { b = work(w2, h2); });
+    t1.join();
+    t2.join();
+    EXPECT_EQ(a, work(w1, h1));
+    EXPECT_EQ(b, work(w2, h2));
+}
 
 inline double value(const ZolImage* im, int x, int y, int c = 0) {
     const int64_t v = kit::get(im, x, y, c);

@@ -172,6 +172,17 @@ struct NbSink {
     int outPix, dstPix, nc, channel;
 };
 
+// Rows and sink of lane l of a driver's call c (lane, srcCh, dstCh, srcPix,
+// sink as the drivers keep them), with rows of a window nRows high.
+template <class T, class Call>
+bool nbLane(NbRows<T>& rows, NbSink& sink, const NbPiece& p, const Call& c, int l, int64_t count,
+            int nRows) {
+    const int ch = c.lane == NbLane::Flat || c.lane == NbLane::Bits ? 0 : c.srcCh[l];
+    sink = c.sink;
+    sink.channel = c.dstCh[l];
+    return rows.init(p.src, c.lane, ch, c.srcPix, count, nRows);
+}
+
 // Writes row r of the piece from out: w pixels; where the piece has a mask,
 // only pixels whose bit is set. 1-bit results are 0 or 1 in out, packed
 // into the destination's bits; the bits around the region stay.

@@ -413,10 +413,8 @@ bool drive(void* context, const NbPiece& p) {
     if (!c.out) return false;
     for (int l = 0; l < c.nLanes; ++l) {
         NbRows<T> rows;
-        const int ch = c.lane == NbLane::Flat || c.lane == NbLane::Bits ? 0 : c.srcCh[l];
-        if (!rows.init(p.src, c.lane, ch, c.srcPix, count, R.top + R.bottom)) return false;
-        NbSink sink = c.sink;
-        sink.channel = c.dstCh[l];
+        NbSink sink;
+        if (!nbLane(rows, sink, p, c, l, count, R.top + R.bottom)) return false;
         for (int y = 0; y < p.h; ++y) {
             for (int k = 0; k < c.nK; ++k) {
                 const Work<C>& w = c.work[k];

@@ -244,29 +244,15 @@ int front(ZolImage* src, ZolImage* dst, int filter) {
         return f.fail(ZOL_STATUS_BAD_ARGUMENT, msg::kRankAlphaLast), -1;
     if (src->depth != ZOL_DEPTH_1U && src->dataOrder != dst->dataOrder)
         return f.fail(ZOL_STATUS_BAD_ARGUMENT, msg::kRankOrders), -1;
-    const int sCoi = src->roi ? src->roi->coi : 0;
-    const int dCoi = dst->roi ? dst->roi->coi : 0;
-    const int sCount = (sCoi ? 1 : src->nChannels) - (src->alphaChannel ? 1 : 0);
-    const int dCount = (dCoi ? 1 : dst->nChannels) - (dst->alphaChannel ? 1 : 0);
-    if (sCoi > src->nChannels) f.fail(ZOL_STATUS_BAD_ARGUMENT, msg::kRankSrcCoi);
-    if (dCoi > dst->nChannels) f.fail(ZOL_STATUS_BAD_ARGUMENT, msg::kRankDstCoi);
-    if (sCount != dCount) f.fail(ZOL_STATUS_BAD_ARGUMENT, msg::kRankCounts);
+    const auto [sCoi, dCoi, sCount] = ownRankColours(f, src, dst);
     if (zolGetErrStatus() < 0) return -1;
     if (sCount <= 0) return 0;
     if (uint32_t(filter) > 10u) return f.fail(ZOL_STATUS_BAD_ARGUMENT, msg::kUnknowFilter), -1;
     if (filter == ZOL_FILTER_SHARPEN && src->depth == ZOL_DEPTH_1U) return zolCopy(src, dst), 0;
 
     ownRect r[2];
-    ownRoiRect(src, &r[0]);
-    ownRoiRect(dst, &r[1]);
-    int w = std::min(r[0].width, r[1].width), h = std::min(r[0].height, r[1].height);
-    for (const ZolImage* im : {src, dst})
-        if (const ZolImage* m = im->maskROI) {
-            int mw, mh, mx;
-            ownRoiData(m, &mw, &mh, 0, &mx);
-            w = std::min(w, mw);
-            h = std::min(h, mh);
-        }
+    int w, h;
+    commonSize(src, dst, r, &w, &h);
     if (w <= 0 || h <= 0) return 0;
     int state = 0;
     ZolImage* made = ownCombineMasks(src->maskROI, dst->maskROI, nullptr, &state);

@@ -53,16 +53,8 @@ void front(const char* func, ZolImage* src, ZolImage* dst, int r, Kind kind) {
     if (sCoi != dCoi) return void(f.fail(ZOL_STATUS_BAD_ARGUMENT, msg::kMorphCois));
 
     ownRect rc[2];
-    ownRoiRect(src, &rc[0]);
-    ownRoiRect(dst, &rc[1]);
-    int w = std::min(rc[0].width, rc[1].width), h = std::min(rc[0].height, rc[1].height);
-    for (const ZolImage* im : {src, dst})
-        if (const ZolImage* m = im->maskROI) {
-            int mw, mh, mx;
-            ownRoiData(m, &mw, &mh, 0, &mx);
-            w = std::min(w, mw);
-            h = std::min(h, mh);
-        }
+    int w, h;
+    commonSize(src, dst, rc, &w, &h);
     if (w <= 0 || h <= 0 || sCount <= 0) return;
     const int64_t K = 2 * int64_t(r) + 1;
     const int64_t pixBytes = depth == ZOL_DEPTH_1U ? 1 : elemSize(depth) * src->nChannels;

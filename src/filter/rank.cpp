@@ -264,10 +264,8 @@ bool drive(void* context, const NbPiece& p) {
     if (!out || !rowPtr) return false;
     for (int l = 0; l < c.nLanes; ++l) {
         NbRows<T> rows;
-        const int ch = c.lane == NbLane::Flat || c.lane == NbLane::Bits ? 0 : c.srcCh[l];
-        if (!rows.init(p.src, c.lane, ch, c.srcPix, count, J.nRows)) return false;
-        NbSink sink = c.sink;
-        sink.channel = c.dstCh[l];
+        NbSink sink;
+        if (!nbLane(rows, sink, p, c, l, count, J.nRows)) return false;
         for (int y = 0; y < p.h; ++y) {
             for (int j = 0; j < J.nRows; ++j) rowPtr[j] = rows.row(y + j);
             switch (J.op) {
@@ -341,6 +339,17 @@ bool ownRankRun(const RankJob& J) {
     return ownNeighbourWalk(call, d, &c) == kNbOk;
 }
 
+RankColours ownRankColours(const Frame& f, const ZolImage* src, const ZolImage* dst) {
+    const int sCoi = src->roi ? src->roi->coi : 0;
+    const int dCoi = dst->roi ? dst->roi->coi : 0;
+    const int sCount = (sCoi ? 1 : src->nChannels) - (src->alphaChannel ? 1 : 0);
+    const int dCount = (dCoi ? 1 : dst->nChannels) - (dst->alphaChannel ? 1 : 0);
+    if (sCoi > src->nChannels) f.fail(ZOL_STATUS_BAD_ARGUMENT, msg::kRankSrcCoi);
+    if (dCoi > dst->nChannels) f.fail(ZOL_STATUS_BAD_ARGUMENT, msg::kRankDstCoi);
+    if (sCount != dCount) f.fail(ZOL_STATUS_BAD_ARGUMENT, msg::kRankCounts);
+    return {sCoi, dCoi, sCount};
+}
+
 namespace rank {
 
 // Blocks the walk may fetch at once are held below this size: a window
@@ -365,26 +374,12 @@ void front(const char* func, ZolImage* src, ZolImage* dst, int nCols, int nRows,
         return void(f.fail(ZOL_STATUS_BAD_ARGUMENT, msg::kRankAlphaLast));
     if (src->depth != ZOL_DEPTH_1U && src->dataOrder != dst->dataOrder)
         return void(f.fail(ZOL_STATUS_BAD_ARGUMENT, msg::kRankOrders));
-    const int sCoi = src->roi ? src->roi->coi : 0;
-    const int dCoi = dst->roi ? dst->roi->coi : 0;
-    const int sCount = (sCoi ? 1 : src->nChannels) - (src->alphaChannel ? 1 : 0);
-    const int dCount = (dCoi ? 1 : dst->nChannels) - (dst->alphaChannel ? 1 : 0);
-    if (sCoi > src->nChannels) f.fail(ZOL_STATUS_BAD_ARGUMENT, msg::kRankSrcCoi);
-    if (dCoi > dst->nChannels) f.fail(ZOL_STATUS_BAD_ARGUMENT, msg::kRankDstCoi);
-    if (sCount != dCount) f.fail(ZOL_STATUS_BAD_ARGUMENT, msg::kRankCounts);
+    const auto [sCoi, dCoi, sCount] = ownRankColours(f, src, dst);
     if (zolGetErrStatus() < 0 || sCount <= 0) return;
 
     ownRect r[2];
-    ownRoiRect(src, &r[0]);
-    ownRoiRect(dst, &r[1]);
-    int w = std::min(r[0].width, r[1].width), h = std::min(r[0].height, r[1].height);
-    for (const ZolImage* im : {src, dst})
-        if (const ZolImage* m = im->maskROI) {
-            int mw, mh, mx;
-            ownRoiData(m, &mw, &mh, 0, &mx);
-            w = std::min(w, mw);
-            h = std::min(h, mh);
-        }
+    int w, h;
+    commonSize(src, dst, r, &w, &h);
     if (w <= 0 || h <= 0) return;
     const int64_t pixBytes = src->depth == ZOL_DEPTH_1U ? 1 : elemSize(src->depth) * src->nChannels;
     if ((int64_t(w) + nCols) * (int64_t(h) + nRows) * pixBytes > kMaxBlockBytes) return;

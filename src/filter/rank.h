@@ -4,6 +4,7 @@
 // (regions, masks, tiles, borders).
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 #include "core/neighbour.h"
@@ -40,6 +41,31 @@ struct RankCall {
     int srcCh[64], dstCh[64];
     NbSink sink;
 };
+
+// The regions of src and dst in r[0] and r[1], and the width and height
+// they and the images' masks have in common.
+inline void commonSize(const ZolImage* src, const ZolImage* dst, ownRect r[2], int* w, int* h) {
+    ownRoiRect(src, &r[0]);
+    ownRoiRect(dst, &r[1]);
+    *w = std::min(r[0].width, r[1].width);
+    *h = std::min(r[0].height, r[1].height);
+    for (const ZolImage* im : {src, dst})
+        if (const ZolImage* m = im->maskROI) {
+            int mw, mh, mx;
+            ownRoiData(m, &mw, &mh, 0, &mx);
+            *w = std::min(*w, mw);
+            *h = std::min(*h, mh);
+        }
+}
+
+// The channels of interest of a rank or fixed filter call and the
+// channels per pixel that take part, with their checks made (failures go
+// to f).
+class Frame;
+struct RankColours {
+    int srcCoi, dstCoi, count;
+};
+RankColours ownRankColours(const Frame& f, const ZolImage* src, const ZolImage* dst);
 
 // The fixed filters' driver for a depth (filter/fixed.cpp).
 NbDriver ownFixedDriver(int depth);

@@ -156,10 +156,8 @@ bool drive(void* context, const NbPiece& p) {
     const int sh = c.shift & 31;
     for (int l = 0; l < c.nLanes; ++l) {
         NbRows<T> rows;
-        const int ch = c.lane == NbLane::Flat || c.lane == NbLane::Bits ? 0 : c.srcCh[l];
-        if (!rows.init(p.src, c.lane, ch, c.srcPix, count, c.ny)) return false;
-        NbSink sink = c.sink;
-        sink.channel = c.dstCh[l];
+        NbSink sink;
+        if (!nbLane(rows, sink, p, c, l, count, c.ny)) return false;
         for (int y = 0; y < p.h; ++y) {
             for (int j = 0; j < c.ny; ++j) r[j] = rows.row(y + j);
             constexpr bool fast = std::is_same_v<T, uint8_t> && std::is_same_v<L, int16_t>;

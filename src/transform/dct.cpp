@@ -169,6 +169,21 @@ void inverse8(float* x) {
     }
 }
 
+// The halves of a fast step of size N, in tmp, and its secant table.
+struct Halves {
+    int h;
+    float* a;
+    float* b;
+    const double* s;
+};
+
+Halves halves(int N, const double* const* sec, float* tmp) {
+    const int h = N / 2;
+    int ti = 0;
+    while ((8 << ti) != h) ++ti;
+    return {h, tmp, tmp + h, sec[ti]};
+}
+
 // Fast way for a power of two; tmp holds N floats.
 void fastForward(float* x, int N, const double* const* sec, float* tmp) {
     switch (N) {
@@ -178,12 +193,7 @@ void fastForward(float* x, int N, const double* const* sec, float* tmp) {
         case 8: return forward8(x);
         default: break;
     }
-    const int h = N / 2;
-    float* a = tmp;
-    float* b = tmp + h;
-    int ti = 0;
-    while ((8 << ti) != h) ++ti;
-    const double* s = sec[ti];
+    const auto [h, a, b, s] = halves(N, sec, tmp);
     for (int i = 0; i < h; ++i) {
         a[i] = x[i] + x[N - 1 - i];
         b[i] = float(double(x[i] - x[N - 1 - i]) * s[i]);
@@ -206,12 +216,7 @@ void fastInverse(float* x, int N, const double* const* sec, float* tmp) {
         case 8: return inverse8(x);
         default: break;
     }
-    const int h = N / 2;
-    float* a = tmp;
-    float* b = tmp + h;
-    int ti = 0;
-    while ((8 << ti) != h) ++ti;
-    const double* s = sec[ti];
+    const auto [h, a, b, s] = halves(N, sec, tmp);
     for (int i = 0; i < h; ++i) {
         a[i] = x[2 * i];
         b[i] = i ? x[2 * i + 1] + x[2 * i - 1] : x[1];

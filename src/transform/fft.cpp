@@ -820,28 +820,13 @@ constexpr double hi() {
     return double(std::numeric_limits<S>::max());
 }
 
-// Clamp, then truncate toward zero; NaN gives 0.
-template <class S>
-void writeTrunc(char* p, ptrdiff_t st, int n, const void* in) {
+// Saturating; NaN gives 0. Round: nearest, ties to even; else clamp, then
+// truncate toward zero.
+template <class S, bool Round>
+void writeFloat(char* p, ptrdiff_t st, int n, const void* in) {
     const float* v = static_cast<const float*>(in);
     for (int i = 0; i < n; ++i) {
-        const double x = v[i];
-        S r;
-        if constexpr (std::is_same_v<S, float>) r = S(v[i]);
-        else if (x <= lo<S>()) r = std::numeric_limits<S>::lowest();
-        else if (x >= hi<S>()) r = std::numeric_limits<S>::max();
-        else if (x == x) r = S(x);
-        else r = 0;
-        *reinterpret_cast<S*>(p + i * st) = r;
-    }
-}
-
-// Nearest, ties to even, saturating; NaN gives 0.
-template <class S>
-void writeRound(char* p, ptrdiff_t st, int n, const void* in) {
-    const float* v = static_cast<const float*>(in);
-    for (int i = 0; i < n; ++i) {
-        const double x = std::nearbyint(double(v[i]));
+        const double x = Round ? std::nearbyint(double(v[i])) : double(v[i]);
         S r;
         if constexpr (std::is_same_v<S, float>) r = S(v[i]);
         else if (x <= lo<S>()) r = std::numeric_limits<S>::lowest();
@@ -873,15 +858,15 @@ struct IOTable {
 
 template <class S>
 constexpr IOTable ioFor() {
-    return {readFloat<S>, readFixed<S>, writeTrunc<S>, writeRound<S>, writeFixed<S>};
+    return {readFloat<S>, readFixed<S>, writeFloat<S, false>, writeFloat<S, true>, writeFixed<S>};
 }
 
 const IOTable* ioTable(int depth) {
     static constexpr IOTable t8u = ioFor<uint8_t>(), t8s = ioFor<int8_t>(),
                              t16u = ioFor<uint16_t>(), t16s = ioFor<int16_t>(),
                              t32s = ioFor<int32_t>();
-    static const IOTable t32f = {readFloat<float>, nullptr, writeTrunc<float>, writeRound<float>,
-                                 nullptr};
+    static const IOTable t32f = {readFloat<float>, nullptr, writeFloat<float, false>,
+                                 writeFloat<float, true>, nullptr};
     switch (depth) {
         case ZOL_DEPTH_8U: return &t8u;
         case ZOL_DEPTH_8S: return &t8s;
