@@ -56,6 +56,8 @@ int run(int argc, char** argv) {
     addArithCommands(app);
     addLogicCommands(app);
     addCopyCommands(app);
+    addRankCommands(app);
+    addMeasureCommands(app);
     // Set last, so that the commands' own help stays short.
     app.footer(kFooter);
 

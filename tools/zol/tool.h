@@ -34,6 +34,8 @@ void addCoreCommands(CLI::App& app);   // cmd_core.cpp: version, info, pattern, 
 void addArithCommands(CLI::App& app);  // cmd_arith.cpp: add ... square
 void addLogicCommands(CLI::App& app);  // cmd_logic.cpp: and ... not
 void addCopyCommands(CLI::App& app);   // cmd_copy.cpp: copy, set
+void addRankCommands(CLI::App& app);   // cmd_rank.cpp: median ... filter, noise
+void addMeasureCommands(CLI::App& app);  // cmd_measure.cpp: histogram ... norm
 
 // ---- messages ----------------------------------------------------------
 
