@@ -16,6 +16,7 @@ struct Window {
     std::string input, output, size, anchor, name;
     int iterations = 1;
     double amount = 0.05;
+    bool white = false;
 };
 
 void addInOut(CLI::App* c, Window& w) {
@@ -131,7 +132,7 @@ std::string filterNames() {
     return names;
 }
 
-// Salt and pepper: a share `amount` of the pixels, chosen with a fixed
+// Salt and pepper (salt alone with --white): a share `amount` of the pixels, chosen with a fixed
 // seed so that pictures repeat, become black or white in every channel but
 // alpha.
 int addNoise(const CLI::App* c, const Window& w) {
@@ -147,7 +148,7 @@ int addNoise(const CLI::App* c, const Window& w) {
         unsigned char* row = fileRow(image.get(), y);
         for (int x = 0; x < image->width; ++x) {
             if (share(random) >= w.amount) continue;
-            const bool white = random() & 1;
+            const bool white = (random() & 1) || w.white;
             for (int ch = 0; ch < channels; ++ch) {
                 const int i = x * image->nChannels + ch;
                 if (image->depth == ZOL_DEPTH_8U)
@@ -209,6 +210,7 @@ void addRankCommands(CLI::App& app) {
     addInOut(c, *n);
     c->add_option("--amount", n->amount, "the share of pixels changed, 0 to 1 (default 0.05)")
         ->type_name("P");
+    c->add_flag("--white", n->white, "white specks only, for an opening to remove");
 }
 
 }  // namespace zoltool
