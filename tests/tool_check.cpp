@@ -48,6 +48,23 @@ bool sameShape(const ZolImage* a, const ZolImage* b) {
            a->depth == b->depth && a->alphaChannel == b->alphaChannel;
 }
 
+// Equalises a through its own histogram into d (shape == nullptr), or maps
+// it through the curve `shape` writes into every channel's record.
+void curves(ZolImage* a, ZolImage* d, const std::function<void(ZolLUT*)>& shape) {
+    static int32_t keys[4][257], values[4][257];
+    ZolLUT records[4];
+    ZolLUT* table[4];
+    for (int c = 0; c < 4; ++c) {
+        for (int i = 0; i <= 256; ++i) keys[c][i] = i;
+        records[c] = {257, keys[c], values[c], nullptr, 0};
+        table[c] = &records[c];
+        if (shape) shape(table[c]);
+    }
+    if (shape) return zolContrastStretch(a, d, table);
+    zolComputeHisto(a, table);
+    zolHistoEqualize(a, d, table);
+}
+
 using Call = std::function<void(ZolImage* a, ZolImage* b, ZolImage* dst, int value)>;
 
 const std::map<std::string, Call>& calls() {
@@ -87,6 +104,22 @@ const std::map<std::string, Call>& calls() {
              zolConvolveSep2D(a, d, kx, ky);
              zolDeleteConvKernel(kx);
              zolDeleteConvKernel(ky);
+         }},
+        {"median:3x3", [](ZolImage* a, ZolImage*, ZolImage* d, int) { zolMedianFilter(a, d, 3, 3, 1, 1); }},
+        {"max:5x3", [](ZolImage* a, ZolImage*, ZolImage* d, int) { zolMaxFilter(a, d, 5, 3, 1, 2); }},
+        {"min:3x3", [](ZolImage* a, ZolImage*, ZolImage* d, int) { zolMinFilter(a, d, 3, 3, 1, 1); }},
+        {"dilate:1", [](ZolImage* a, ZolImage*, ZolImage* d, int) { zolDilate(a, d, 1); }},
+        {"erode:2", [](ZolImage* a, ZolImage*, ZolImage* d, int) { zolErode(a, d, 2); }},
+        {"open:1", [](ZolImage* a, ZolImage*, ZolImage* d, int) { zolOpen(a, d, 1); }},
+        {"close:2", [](ZolImage* a, ZolImage*, ZolImage* d, int) { zolClose(a, d, 2); }},
+        {"blur:4x3", [](ZolImage* a, ZolImage*, ZolImage* d, int) { zolBlur(a, d, 4, 3, 0, 1); }},
+        {"filter:sobel-v", [](ZolImage* a, ZolImage*, ZolImage* d, int) { zolFixedFilter(a, d, ZOL_FILTER_SOBEL_V); }},
+        {"filter:gauss5", [](ZolImage* a, ZolImage*, ZolImage* d, int) { zolFixedFilter(a, d, ZOL_FILTER_GAUSSIAN5); }},
+        {"threshold", [](ZolImage* a, ZolImage*, ZolImage* d, int v) { zolThreshold(a, d, v); }},
+        {"equalize", [](ZolImage* a, ZolImage*, ZolImage* d, int) { curves(a, d, nullptr); }},
+        {"stretch", [](ZolImage* a, ZolImage*, ZolImage* d, int) {
+             const int32_t keys[] = {0, 100, 200, 256}, values[] = {30, 120, 250, 255};
+             curves(a, d, [&](ZolLUT* l) { l->num = 4; std::memcpy(l->key, keys, sizeof keys); std::memcpy(l->value, values, sizeof values); });
          }},
     };
     return table;
@@ -245,6 +278,24 @@ int made(const std::string& out, const std::string& command, const std::string& 
     return near(out, wantPath, 0);
 }
 
+// moment IN COI X,Y,W,H M N: the library's spatial moment of that region.
+int moment(char** argv) {
+    ImagePtr a = load(argv[2]);
+    int r[4];
+    std::sscanf(argv[4], "%d,%d,%d,%d", &r[0], &r[1], &r[2], &r[3]);
+    a->roi = zolCreateROI(std::atoi(argv[3]), r[0], r[1], r[2], r[3]);
+    std::printf("%.17g\n", zolSpatialMoment(a.get(), std::atoi(argv[5]), std::atoi(argv[6])));
+    return 0;
+}
+
+// norm A B|- TYPE: the library's norm.
+int norm(char** argv) {
+    ImagePtr a = load(argv[2]);
+    ImagePtr b = std::strcmp(argv[3], "-") ? load(argv[3]) : nullptr;
+    std::printf("%.17g\n", zolNorm(a.get(), b.get(), std::atoi(argv[4])));
+    return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -255,6 +306,8 @@ int main(int argc, char** argv) {
     zolSetErrMode(ZOL_ErrModeParent);
     if (argc == 5 && std::strcmp(argv[1], "near") == 0) return near(argv[2], argv[3], std::atoi(argv[4]));
     if ((argc == 9 || argc == 10) && std::strcmp(argv[1], "op") == 0) return op(argv, argc);
+    if (argc == 7 && std::strcmp(argv[1], "moment") == 0) return moment(argv);
+    if (argc == 5 && std::strcmp(argv[1], "norm") == 0) return norm(argv);
     std::fprintf(stderr, "usage: tool_check near A B TOL | op OUT COMMAND VALUE ROI COI MASK A [B]\n");
     return 2;
 }

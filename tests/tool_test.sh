@@ -323,6 +323,64 @@ expect 1 "zolAbs failed" abs --depth 32f p8.pgm x.png
     grep -q 'channel: *2 (G)' out.txt && ok || bad "info --roi --coi"
 "$ZOL" copy --roi 30,20,10,10 ca.png crop.png && "$ZOL" info crop.png >out.txt &&
     grep -q 'size: *7x3' out.txt && grep -q 'RGBA' out.txt && ok || bad "copy crops"
+# Neighbourhood and measurement commands: KEY VARIANTS ARGS..., the command
+# is KEY up to ':', ARGS follow IN OUT. Variants: p plain, r region and mask,
+# c region and channel, k channel alone. Morphology and equalisation see only
+# their region, so a whole-image call cannot judge them on one.
+while read -r key variants args; do
+    for v in p:"- 0 -" r:"5,3,20,11 0 m.pbm" c:"2,1,50,50 2 -" k:"- 2 -"; do
+        [[ $variants = *${v%%:*}* ]] || continue
+        read -r roi coi mask <<<"${v#*:}"
+        opts=()
+        [[ $roi != - ]] && opts+=(--roi "$roi")
+        [[ $coi != 0 ]] && opts+=(--coi "$coi")
+        [[ $mask != - ]] && opts+=(--mask "$mask")
+        rm -f out.ppm
+        # shellcheck disable=SC2086 # ARGS split into words
+        if "$ZOL" "${key%%:*}" "${opts[@]}" c.ppm out.ppm $args 2>err.txt &&
+            "$CHECK" op out.ppm "$key" "${args:--}" "$roi" "$coi" "$mask" c.ppm; then ok
+        else bad "zol ${key%%:*} ${opts[*]} c.ppm out.ppm $args: $(cat err.txt)"; fi
+    done
+done <<'TABLE'
+median:3x3 prc --size 3x3
+max:5x3 prc --size 5x3 --anchor 1,2
+min:3x3 prc --size=3x3
+dilate:1 pk
+erode:2 pk --iterations 2
+open:1 pk
+close:2 pk --iterations=2
+blur:4x3 prc --size 4x3 --anchor 0,1
+filter:sobel-v prc sobel-v
+filter:gauss5 prc gauss5
+threshold prc 100
+equalize pk
+stretch prck --keys 0,100,200,256;30,120,250,255
+TABLE
+for s in 0x3 3 3x; do expect 2 "bad size" median --size "$s" c.ppm x.ppm; done
+expect 2 "--size is required" blur c.ppm x.ppm
+expect 2 "bad anchor" max --size 3x3 --anchor 3,0 c.ppm x.ppm
+expect 2 "unknown filter 'sobel'" filter c.ppm x.ppm sobel
+"$ZOL" filter --help | grep -q 'sharpen' && ok || bad "filter --help lists the kernels"
+expect 2 "bad curve" stretch c.ppm x.ppm --keys "0 10;5"
+expect 2 "--type" norm c.ppm --type l3
+# Counts of a flat colour, moments and norms against the library's own.
+"$ZOL" histogram flat.ppm >out.txt && [ "$(grep -v '^#' out.txt | tr '\n' /)" = "0 0 851 0/30 0 0 851/200 851 0 0/" ] &&
+    ok || bad "histogram: $(cat out.txt)"
+"$ZOL" histogram --coi 2 --roi 0,0,10,10 --plot h.png c.ppm >out.txt && "$ZOL" info h.png | grep -q 'size: *256x128' &&
+    [ "$(grep -v '^#' out.txt | awk '{n += $2} END {print n}')" = 100 ] && ok || bad "histogram --plot"
+"$ZOL" moments --coi 3 --roi 3,2,20,15 c.ppm >out.txt && grep -qx "m21 $("$CHECK" moment c.ppm 3 3,2,20,15 2 1)" out.txt &&
+    grep -qx "m00 $("$CHECK" moment c.ppm 3 3,2,20,15 0 0)" out.txt && grep -q '^centre ' out.txt && ok || bad "moments: $(cat out.txt)"
+expect 1 "zolMoments failed" moments c.ppm
+for t in l1:2 l2:4 max:1; do
+    [ "$("$ZOL" norm --type "${t%:*}" c.ppm s.ppm)" = "$("$CHECK" norm c.ppm s.ppm "${t#*:}")" ] &&
+        [ "$("$ZOL" norm --type "${t%:*}" --relative c.ppm s.ppm)" = "$("$CHECK" norm c.ppm s.ppm $((${t#*:} | 8)))" ] &&
+        [ "$("$ZOL" norm --type "${t%:*}" c.ppm)" = "$("$CHECK" norm c.ppm - "${t#*:}")" ] && ok || bad "norm ${t%:*}"
+done
+# A 1u threshold sets the bits where the 8u one gives 255: inverting the 8u
+# result under the bits leaves only zeros.
+"$ZOL" copy --coi 1 c.ppm r.pgm && "$ZOL" threshold --depth 1u r.pgm t1.pbm 128 &&
+    "$ZOL" threshold r.pgm t8.pgm 128 && "$ZOL" not --mask t1.pbm t8.pgm z.pgm &&
+    [ "$("$ZOL" histogram z.pgm | grep -v '^#')" = "0 851" ] && ok || bad "threshold --depth 1u"
 
 # --- the gallery's commands still run ---------------------------------------
 if [[ -f $SOURCE/scripts/gallery.sh ]]; then

@@ -61,6 +61,8 @@ int run(int argc, char** argv) {
     addColourCommands(app);
     addAlphaCommands(app);
     addTransformCommands(app);
+    addRankCommands(app);
+    addMeasureCommands(app);
     // Set last, so that the commands' own help stays short.
     app.footer(kFooter);
 

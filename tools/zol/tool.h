@@ -39,6 +39,8 @@ void addGeometryCommands(CLI::App& app);  // cmd_geometry.cpp: resize, zoom, dec
 void addColourCommands(CLI::App& app);    // cmd_colour.cpp: convert ... twist
 void addAlphaCommands(CLI::App& app);     // cmd_alpha.cpp: composite, premultiply, mulscale
 void addTransformCommands(CLI::App& app); // cmd_transform.cpp: fft, dct, convolve-fft
+void addRankCommands(CLI::App& app);   // cmd_rank.cpp: median ... filter, noise
+void addMeasureCommands(CLI::App& app);  // cmd_measure.cpp: histogram ... norm
 
 // ---- messages ----------------------------------------------------------
 
