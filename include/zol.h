@@ -698,6 +698,47 @@ ZOL_API void zolGetAffineTransform(const ZolImage* image, double coeffs[2][3],
 ZOL_API void zolGetRotateShift(double xCenter, double yCenter, double angle, double* xShift,
                                double* yShift);
 
+/* ------------------------------------------------------------------ */
+/* Bilinear and perspective mappings                                    */
+/* ------------------------------------------------------------------ */
+
+/* Bilinear coefficients, two rows of four:
+ *   x' = c[0][0] x y + c[0][1] x + c[0][2] y + c[0][3]
+ *   y' = c[1][0] x y + c[1][1] x + c[1][2] y + c[1][3]
+ * Perspective coefficients, three rows of three:
+ *   x' = (c[0][0] x + c[0][1] y + c[0][2]) / (c[2][0] x + c[2][1] y + c[2][2])
+ *   y' = (c[1][0] x + c[1][1] y + c[1][2]) / (c[2][0] x + c[2][1] y + c[2][2])
+ * Quadrangles and bounds as for the affine helpers. The warp flag says
+ * which way a mapping runs: ZOL_WARP_TO_QUAD takes the source region onto
+ * a quadrangle of the destination (the quadrangle is scanned);
+ * ZOL_WARP_FROM_QUAD takes a quadrangle of the source onto the
+ * destination region (every destination pixel is computed). */
+#define ZOL_WARP_TO_QUAD 0
+#define ZOL_WARP_FROM_QUAD 1
+
+/* The quadrangle of the image's region (cut to the image) under coeffs, in
+ * double; an empty region is -5 "Bad rect ROI", a bad header "Incorrect
+ * Image". The Bound forms give {min x, min y}, {max x, max y} over it and
+ * report a failure of the quadrangle as -1 with an empty text. Nothing is
+ * written on failure. */
+ZOL_API void zolGetBilinearQuad(const ZolImage* image, const double coeffs[2][4],
+                                double quadrangle[4][2]);
+ZOL_API void zolGetPerspectiveQuad(const ZolImage* image, const double coeffs[3][3],
+                                   double quadrangle[4][2]);
+ZOL_API void zolGetBilinearBound(const ZolImage* image, const double coeffs[2][4], double rect[2][2]);
+ZOL_API void zolGetPerspectiveBound(const ZolImage* image, const double coeffs[3][3], double rect[2][2]);
+/* The coefficients taking the image's region (its first and last pixels,
+ * corners clockwise from top-left) onto the quadrangle, so that the Quad
+ * helper gives the quadrangle back within rounding. Any convex
+ * quadrangle; -5 "Quadrangle is degenerate to triangle or length or
+ * point", "Quadrangle is concave", "Bad rect ROI", "image Rectangle ROI is
+ * degenerate to length or point" (one row or column). coeffs is untouched
+ * on failure. */
+ZOL_API void zolGetBilinearTransform(const ZolImage* image, double coeffs[2][4],
+                                     const double quadrangle[4][2]);
+ZOL_API void zolGetPerspectiveTransform(const ZolImage* image, double coeffs[3][3],
+                                        const double quadrangle[4][2]);
+
 /* Scaled multiplication and alpha compositing                          */
 /* ------------------------------------------------------------------ */
 

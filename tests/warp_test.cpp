@@ -273,4 +273,85 @@ TEST(WarpAffine, BadCallsReport) {
     }
 }
 
+// Quadrangle from coefficients and back, for both mappings, on a region
+// that sits off the origin and is cut by the image; every corner is
+// checked against the mapping formula itself.
+TEST(WarpProjective, HelpersRoundTrip) {
+    Image im(ZOL_DEPTH_8U, 1, 20, 10);
+    im.setRoi(0, 3, 2, 40, 5);  // cut to 17 x 5: corners (3, 2) and (19, 6)
+    const double xs[4] = {3, 19, 19, 3}, ys[4] = {2, 2, 6, 6};
+    const double quads[][4][2] = {{{1, 2}, {30, -3}, {26, 14}, {-4, 11}},   // general convex
+                                  {{2, 1}, {12, 1}, {9, 8}, {4, 8}},        // trapezium
+                                  {{-4, 11}, {26, 14}, {30, -3}, {1, 2}}};  // other way round
+    for (const auto& q : quads) {
+        kit::Recorder rec;
+        double b[2][4], p[3][3], qb[4][2], qp[4][2], rb[2][2], rp[2][2];
+        zolGetBilinearTransform(im, b, q);
+        zolGetPerspectiveTransform(im, p, q);
+        zolGetBilinearQuad(im, b, qb);
+        zolGetPerspectiveQuad(im, p, qp);
+        zolGetBilinearBound(im, b, rb);
+        zolGetPerspectiveBound(im, p, rp);
+        EXPECT_TRUE(rec.none());
+        for (int i = 0; i < 4; ++i) {
+            const double x = xs[i], y = ys[i], d = p[2][0] * x + p[2][1] * y + p[2][2];
+            EXPECT_NEAR(b[0][0] * x * y + b[0][1] * x + b[0][2] * y + b[0][3], q[i][0], 1e-9);
+            EXPECT_NEAR(b[1][0] * x * y + b[1][1] * x + b[1][2] * y + b[1][3], q[i][1], 1e-9);
+            EXPECT_NEAR((p[0][0] * x + p[0][1] * y + p[0][2]) / d, q[i][0], 1e-9);
+            EXPECT_NEAR((p[1][0] * x + p[1][1] * y + p[1][2]) / d, q[i][1], 1e-9);
+            for (int k = 0; k < 2; ++k) {
+                EXPECT_NEAR(qb[i][k], q[i][k], 1e-9);
+                EXPECT_NEAR(qp[i][k], q[i][k], 1e-9);
+                EXPECT_TRUE(rb[0][k] <= qb[i][k] && qb[i][k] <= rb[1][k]);
+                EXPECT_TRUE(rp[0][k] <= qp[i][k] && qp[i][k] <= rp[1][k]);
+            }
+        }
+        for (int k = 0; k < 2; ++k) {  // the bound is reached
+            EXPECT_TRUE(rb[0][k] == qb[0][k] || rb[0][k] == qb[1][k] || rb[0][k] == qb[2][k] || rb[0][k] == qb[3][k]);
+            EXPECT_TRUE(rp[1][k] == qp[0][k] || rp[1][k] == qp[1][k] || rp[1][k] == qp[2][k] || rp[1][k] == qp[3][k]);
+        }
+    }
+    // A parallelogram is affine: no perspective row, no xy term.
+    const double para[4][2] = {{0, 0}, {4, 1}, {5, 5}, {1, 4}};
+    double b[2][4], p[3][3];
+    zolGetBilinearTransform(im, b, para);
+    zolGetPerspectiveTransform(im, p, para);
+    EXPECT_NEAR(b[0][0], 0, 1e-12);
+    EXPECT_NEAR(b[1][0], 0, 1e-12);
+    EXPECT_NEAR(p[2][0], 0, 1e-12);
+    EXPECT_NEAR(p[2][1], 0, 1e-12);
+}
+
+TEST(WarpProjective, HelpersBadCallsReport) {
+    Image a(ZOL_DEPTH_8U, 1, 8, 8), col(ZOL_DEPTH_8U, 1, 8, 8), out_(ZOL_DEPTH_8U, 1, 8, 8);
+    col.setRoi(0, 2, 0, 1, 8);
+    out_.setRoi(0, 20, 0, 3, 3);
+    const double good[4][2] = {{0, 0}, {4, 1}, {5, 5}, {1, 4}};
+    const double concave[4][2] = {{0, 0}, {4, 0}, {1, 1}, {0, 4}}, flat[4][2] = {{0, 0}, {1, 1}, {1, 1}, {0, 3}};
+    const double bc[2][4] = {{0, 1, 0, 0}, {0, 0, 1, 0}}, pc[3][3] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
+    double b[2][4], p[3][3], q[4][2], r[2][2];
+    const double sentinel = -12345.5;
+    struct Case { std::function<void()> call; const char* func; const char* ctx; };
+    const Case cases[] = {
+        {[&] { zolGetBilinearTransform(a, b, concave); }, "zolGetBilinearTransform", "Quadrangle is concave"},
+        {[&] { zolGetPerspectiveTransform(a, p, flat); }, "zolGetPerspectiveTransform", "Quadrangle is degenerate to triangle or length or point"},
+        {[&] { zolGetBilinearTransform(col, b, good); }, "zolGetBilinearTransform", "image Rectangle ROI is degenerate to length or point"},
+        {[&] { zolGetPerspectiveTransform(col, p, good); }, "zolGetPerspectiveTransform", "image Rectangle ROI is degenerate to length or point"},
+        {[&] { zolGetPerspectiveTransform(out_, p, good); }, "zolGetPerspectiveTransform", "Bad rect ROI"},
+        {[&] { zolGetBilinearQuad(out_, bc, q); }, "zolGetBilinearQuad", "Bad rect ROI"},
+        {[&] { zolGetPerspectiveQuad(nullptr, pc, q); }, "zolGetPerspectiveQuad", "Incorrect Image"},
+        {[&] { zolGetPerspectiveBound(out_, pc, r); }, "zolGetPerspectiveBound", ""},
+        {[&] { zolGetBilinearBound(out_, bc, r); }, "zolGetBilinearBound", ""},
+    };
+    for (const Case& c : cases) {
+        for (double* v : {&b[0][0], &p[0][0], &q[0][0], &r[0][0]}) v[0] = sentinel;
+        kit::Recorder rec;
+        c.call();
+        ASSERT_FALSE(rec.reports().empty()) << c.ctx;
+        EXPECT_EQ(rec.reports().back().func, c.func);
+        EXPECT_EQ(rec.reports().back().context, c.ctx);
+        for (double* v : {&b[0][0], &p[0][0], &q[0][0], &r[0][0]}) EXPECT_EQ(v[0], sentinel) << c.ctx;
+    }
+}
+
 }  // namespace

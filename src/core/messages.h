@@ -216,6 +216,13 @@ inline constexpr const char kQuadNotParallel[] = "Quadrangle is not parallelogra
 inline constexpr const char kSrcRectDegenerate[] =
     "srcImage Rectangle ROI is degenerate to length or point";
 inline constexpr const char kWarpTileWrite[] = "Error get tile to write";
+inline constexpr const char kGetBilinearQuad[] = "zolGetBilinearQuad";
+inline constexpr const char kGetPerspectiveQuad[] = "zolGetPerspectiveQuad";
+inline constexpr const char kGetBilinearBound[] = "zolGetBilinearBound";
+inline constexpr const char kGetPerspectiveBound[] = "zolGetPerspectiveBound";
+inline constexpr const char kGetBilinearTransform[] = "zolGetBilinearTransform";
+inline constexpr const char kGetPerspectiveTransform[] = "zolGetPerspectiveTransform";
+inline constexpr const char kImageRectDegenerate[] = "image Rectangle ROI is degenerate to length or point";
 
 // Scaled multiplication and alpha compositing, and the tile group they walk with.
 inline constexpr const char kMultiplyScale[] = "zolMultiplyScale";

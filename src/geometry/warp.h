@@ -24,5 +24,9 @@ enum WarpKind { kWarpAffine = 0, kWarpBilinear = 1, kWarpPerspective = 2 };
 void ownWarpEngine(const char* func, const ZolImage* src, ZolImage* dst, const double quad[4][2],
                    int interpolate, WarpKind kind);
 
+// The coefficients taking the rectangle (x0, y0)..(x1, y1) onto quad.
+void bilinearTransform(int x0, int y0, int x1, int y1, const double quad[4][2], double c[2][4]);
+void perspectiveTransform(int x0, int y0, int x1, int y1, const double quad[4][2], double c[3][3]);
+
 }  // namespace geo
 }  // namespace zol
