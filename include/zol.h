@@ -524,10 +524,13 @@ ZOL_API void zolCcsFft2D(ZolImage* srcImage, ZolImage* dstImage, int flags);
  * starts at its own ROI offsets with the source's size and must fit. A
  * source coi selects one channel and the destination coi names the one
  * written; otherwise all channels but alpha. In-place is refused.
- * 4x4 and 8x8 blocks of depths up to 16 bits take 16-bit fixed point
- * (16U above 32767 read as 32767; results saturate to 16 bits, then to
- * the destination); all else single precision, rounded to nearest (ties
- * to even) and saturated. flags & 3: 1 forward, 2 inverse, 0 or 3 nothing;
+ * Regions whose width and height are powers of two from 4 to 128, with
+ * both depths up to 16 bits, take 16-bit fixed point (16U above 32767
+ * read as 32767; 4x4 and 8x8 by 15-bit matrices, other shapes by the
+ * unnormalised recursion with saturating 16-bit sums, so a block whose
+ * sum passes 32767 saturates; shifts truncate; results saturate to 16
+ * bits, then to the destination); all else (and a 32S image) single
+ * precision, rounded to nearest (ties to even) and saturated. flags & 3: 1 forward, 2 inverse, 0 or 3 nothing;
  * ZOL_DCT_FREE releases the thread's tables only. A negative status left
  * by an earlier call makes the call do nothing: clear it first. Lack of
  * memory ends the call silently with the destination untouched. */

@@ -65,6 +65,8 @@ TEST(Dct, RoundTripPerRoute) {
     for (const Size s : kSizes)
         for (int depth : {ZOL_DEPTH_8U, ZOL_DEPTH_16S}) {
             const bool fixed = s.w == s.h && (s.w == 4 || s.w == 8);
+            const auto pow2 = [](int n) { return n >= 4 && (n & (n - 1)) == 0; };
+            if (!fixed && pow2(s.w) && pow2(s.h)) continue;  // the recursion: below
             Image src(depth, 1, s.w, s.h, ZOL_DATA_ORDER_PLANE), mid(ZOL_DEPTH_16S, 1, s.w, s.h, ZOL_DATA_ORDER_PLANE);
             Image back(depth, 1, s.w, s.h, ZOL_DATA_ORDER_PLANE);
             tkit::fill(src, 5, depth == ZOL_DEPTH_8U ? 0 : -4000, depth == ZOL_DEPTH_8U ? 255 : 4000);
@@ -80,6 +82,71 @@ TEST(Dct, RoundTripPerRoute) {
                         << s.w << "x" << s.h << " at " << x << "," << y;
                 }
         }
+}
+
+// The fixed route's recursion on other powers of two: within a few units of
+// the exact transform while the sums stay inside 16 bits (rounded secant
+// products and truncating shifts, each worth well under a unit after the
+// final division), a constant block gives its exact DC term and nothing else,
+// and a round trip restores the block.
+TEST(Dct, FixedRecursionMatchesDefinition) {
+    kit::Recorder rec;
+    for (const Size s : {Size{16, 16}, Size{32, 16}, Size{64, 64}, Size{4, 32}, Size{128, 8}}) {
+        const int hi = std::min(255, 30000 / (s.w * s.h));
+        Image src(ZOL_DEPTH_8U, 1, s.w, s.h), mid(ZOL_DEPTH_16S, 1, s.w, s.h);
+        Image back(ZOL_DEPTH_16S, 1, s.w, s.h), flat(ZOL_DEPTH_8U, 1, s.w, s.h);
+        tkit::fill(src, uint32_t(s.w + s.h), 0, hi);
+        zolDCT2D(src, mid, ZOL_DCT_FORWARD);
+        zolDCT2D(mid, back, ZOL_DCT_INVERSE);
+        const auto want = model(src, 0, 0, s.w, s.h, true);
+        double worst = 0, sum = 0;
+        for (int y = 0; y < s.h; ++y)
+            for (int x = 0; x < s.w; ++x) {
+                ASSERT_NEAR(want[size_t(y) * s.w + x], tkit::value(mid, x, y), 2.5)
+                    << s.w << "x" << s.h << " at " << x << "," << y;
+                const double e = std::abs(tkit::value(src, x, y) - tkit::value(back, x, y));
+                worst = std::max(worst, e);
+                sum += e;
+            }
+        // The truncated shifts bias every coefficient down by up to a unit,
+        // which the inverse gathers at the corner sample, and the large
+        // secants next to the middle of a row magnify its roundings.
+        EXPECT_LE(sum / (s.w * s.h), 1.0) << s.w << "x" << s.h;
+        EXPECT_LE(worst, std::sqrt(double(s.w) * s.h) / 2) << s.w << "x" << s.h;
+        tkit::fill(flat, 1, hi, hi);
+        zolDCT2D(flat, mid, ZOL_DCT_FORWARD);
+        for (int y = 0; y < s.h; ++y)
+            for (int x = 0; x < s.w; ++x)
+                ASSERT_EQ(x || y ? 0 : std::lround(hi * std::sqrt(double(s.w) * s.h)),
+                          kit::get(mid, x, y, 0))
+                    << s.w << "x" << s.h << " at " << x << "," << y;
+    }
+    EXPECT_TRUE(rec.none());
+}
+
+// A 16U sample above 32767 is read as 32767 by the fixed route only (a 32S
+// destination sends the block by floats); from 256 points on, the block
+// goes by floats whatever the depths.
+TEST(Dct, FixedRouteLimits) {
+    kit::Recorder rec;
+    Image a(ZOL_DEPTH_16U, 1, 16, 16), w(ZOL_DEPTH_16S, 1, 16, 16), f(ZOL_DEPTH_32S, 1, 16, 16);
+    tkit::fill(a, 1, 0, 0);
+    kit::set(a, 3, 5, 0, 40000);
+    zolDCT2D(a, w, ZOL_DCT_FORWARD);
+    zolDCT2D(a, f, ZOL_DCT_FORWARD);
+    EXPECT_EQ(32767 / 16, kit::get(w, 0, 0, 0));
+    EXPECT_EQ(40000 / 16, kit::get(f, 0, 0, 0));
+    for (const Size s : {Size{256, 4}, Size{8, 256}}) {
+        Image src(ZOL_DEPTH_8U, 1, s.w, s.h), w16(ZOL_DEPTH_16S, 1, s.w, s.h);
+        Image w32(ZOL_DEPTH_32S, 1, s.w, s.h);
+        tkit::fill(src, 3, 0, 255);
+        zolDCT2D(src, w16, ZOL_DCT_FORWARD);
+        zolDCT2D(src, w32, ZOL_DCT_FORWARD);
+        for (int y = 0; y < s.h; ++y)
+            for (int x = 0; x < s.w; ++x)
+                ASSERT_EQ(kit::get(w32, x, y, 0), kit::get(w16, x, y, 0)) << s.w << "x" << s.h;
+    }
+    EXPECT_TRUE(rec.none());
 }
 
 // Bright 8x8 blocks of 16-bit data keep their transform: nothing is

@@ -1,8 +1,9 @@
 // The orthonormal two-dimensional cosine transform and its inverse.
 //
-// Two routes: a 16-bit fixed-point one for 4x4 and 8x8 blocks of integer
-// images of at most 16 bits, by constant matrices with 15 fractional bits;
-// and a single-precision one for everything else (and whenever the first
+// Two routes: a 16-bit fixed-point one for integer images of at most 16
+// bits whose region is a power of two from 4 to 128 each way (4x4 and 8x8
+// blocks by constant matrices with 15 fractional bits, other shapes by the
+// unnormalised even/odd recursion in saturating words); and a single-precision one for everything else (and whenever the first
 // declines), by the even/odd split with secant tables for powers of two
 // and by the direct sum from a cosine table for any other length.
 #include <algorithm>
@@ -34,10 +35,6 @@ void freeSecants(ZolThreadContext* ctx) {
     heapFree(ctx->secantTablesDouble);
     ctx->secantTablesDouble = nullptr;
     ctx->secantTablesDoubleCount = 0;
-    for (int i = 0; i < ctx->secantTables16Count; ++i) heapFree(ctx->secantTables16[i]);
-    heapFree(ctx->secantTables16);
-    ctx->secantTables16 = nullptr;
-    ctx->secantTables16Count = 0;
 }
 
 void freeCosine(ZolThreadContext* ctx) {
@@ -481,13 +478,159 @@ void fixedBlock(const int16_t* in, int16_t* out, bool fwd) {
     }
 }
 
-void fixedChannel(const Job& j, int16_t* words) {
-    const int N = j.W;
-    int16_t* res = words + N * N;
-    for (int y = 0; y < N; ++y) j.in->toW(j.src.row(y), j.src.xs, N, words + y * N);
-    if (N == 4) fixedBlock<4>(words, res, j.forward);
-    else fixedBlock<8>(words, res, j.forward);
-    for (int y = 0; y < N; ++y) j.out->fromW(j.dst.row(y), j.dst.xs, N, res + y * N);
+// ---------------------------------------------------------------------
+// Fixed-point route for the other powers of two: the unnormalised even/odd
+// recursion in 16-bit words, every sum and product saturated, the 2-D
+// factors applied once at the end.
+
+// Lengths whose 9-bit secants still fit a word; longer ones go by floats.
+constexpr int kFixMax = 128;
+
+void freeSecants16(ZolThreadContext* ctx) {
+    for (int i = 0; i < ctx->secantTables16Count; ++i) heapFree(ctx->secantTables16[i]);
+    heapFree(ctx->secantTables16);
+    ctx->secantTables16 = nullptr;
+    ctx->secantTables16Count = 0;
+}
+
+// 512 * 0.5 / cos((2k+1) pi / (4n)), rounded, for n = 8 ... N/2; table i
+// serves n = 8 << i. Another count rebuilds them all.
+const int16_t* const* secants16(ZolThreadContext* ctx, int N) {
+    int count = 0;
+    for (int n = 8; n <= N / 2; n *= 2) ++count;
+    if (ctx->secantTables16Count == count && ctx->secantTables16)
+        return reinterpret_cast<const int16_t* const*>(ctx->secantTables16);
+    freeSecants16(ctx);
+    void** t = static_cast<void**>(heapAlloc(sizeof(void*) * size_t(std::max(count, 1))));
+    if (!t) return nullptr;
+    std::memset(t, 0, sizeof(void*) * size_t(std::max(count, 1)));
+    ctx->secantTables16 = t;
+    for (int i = 0; i < count; ++i) {
+        const int n = 8 << i;
+        int16_t* s = static_cast<int16_t*>(heapAlloc(sizeof(int16_t) * size_t(n)));
+        if (!s) return nullptr;
+        for (int k = 0; k < n; ++k)
+            s[k] = int16_t(512.0 * 0.5 / std::cos((2 * k + 1) * kPi / (4.0 * n)) + 0.5);
+        t[i] = s;
+        ctx->secantTables16Count = i + 1;
+    }
+    return reinterpret_cast<const int16_t* const*>(t);
+}
+
+// cos((2n+1) k pi / 2N) with 14 fractional bits.
+struct FixKernel {
+    int32_t c[8][8];
+    explicit FixKernel(int N) {
+        for (int k = 0; k < N; ++k)
+            for (int n = 0; n < N; ++n)
+                c[k][n] = int32_t(std::lround(16384.0 * std::cos((2 * n + 1) * k * kPi / (2.0 * N))));
+    }
+};
+
+// Lengths 4 and 8 by the constant matrix or its transpose, each output
+// rounded once and saturated.
+template <int N>
+void fixSmall(int16_t* x, bool fwd) {
+    static const FixKernel K(N);
+    int16_t r[N];
+    for (int k = 0; k < N; ++k) {
+        int64_t s = 0;
+        for (int n = 0; n < N; ++n) s += int64_t(x[n]) * (fwd ? K.c[k][n] : K.c[n][k]);
+        r[k] = int16_t(std::min<int64_t>(std::max<int64_t>((s + 8192) >> 14, -32768), 32767));
+    }
+    std::memcpy(x, r, sizeof(r));
+}
+
+inline int16_t secMul(int32_t b, int32_t t) { return sat16((b * t + 256) >> 9); }
+
+void fixForward(int16_t* x, int N, const int16_t* const* sec) {
+    if (N == 4) return fixSmall<4>(x, true);
+    if (N == 8) return fixSmall<8>(x, true);
+    const int h = N / 2;
+    const int16_t* t = sec[__builtin_ctz(unsigned(h)) - 3];
+    int16_t a[kFixMax / 2], b[kFixMax / 2];
+    for (int i = 0; i < h; ++i) {
+        a[i] = sat16(int32_t(x[i]) + x[N - 1 - i]);
+        b[i] = secMul(sat16(int32_t(x[i]) - x[N - 1 - i]), t[i]);
+    }
+    fixForward(a, h, sec);
+    fixForward(b, h, sec);
+    for (int i = 0; i < h - 1; ++i) b[i] = sat16(int32_t(b[i]) + b[i + 1]);
+    for (int i = 0; i < h; ++i) {
+        x[2 * i] = a[i];
+        x[2 * i + 1] = b[i];
+    }
+}
+
+void fixInverse(int16_t* x, int N, const int16_t* const* sec) {
+    if (N == 4) return fixSmall<4>(x, false);
+    if (N == 8) return fixSmall<8>(x, false);
+    const int h = N / 2;
+    const int16_t* t = sec[__builtin_ctz(unsigned(h)) - 3];
+    int16_t a[kFixMax / 2], b[kFixMax / 2];
+    for (int i = 0; i < h; ++i) {
+        a[i] = x[2 * i];
+        b[i] = i ? sat16(int32_t(x[2 * i + 1]) + x[2 * i - 1]) : x[1];
+    }
+    fixInverse(a, h, sec);
+    fixInverse(b, h, sec);
+    for (int i = 0; i < h; ++i) {
+        const int32_t o = secMul(b[i], t[i]);
+        x[i] = sat16(a[i] + o);
+        x[N - 1 - i] = sat16(a[i] - o);
+    }
+}
+
+// Rows of an h x w word block in place, then the block transposed into out.
+bool fixRows(ZolThreadContext* ctx, int16_t* blk, int16_t* out, int w, int h, bool fwd) {
+    const int16_t* const* sec = nullptr;
+    if (w >= 16 && !(sec = secants16(ctx, w))) return false;
+    for (int y = 0; y < h; ++y) (fwd ? fixForward : fixInverse)(blk + y * w, w, sec);
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) out[x * h + y] = blk[y * w + x];
+    return true;
+}
+
+// x * (1/sqrt 2 with 15 fractional bits), rounded by add, shifted by sh.
+inline int16_t root(int32_t x, int sh, int32_t add) { return sat16((x * 23171 + add) >> sh); }
+
+// The whole block, result in blk; other holds W H words of scratch.
+bool fixBlock(ZolThreadContext* ctx, int16_t* blk, int16_t* other, int W, int H, bool fwd) {
+    const int L = __builtin_ctz(unsigned(W)) + __builtin_ctz(unsigned(H)), s = L >> 1;
+    const bool even = !(L & 1);
+    if (!fwd) {
+        // c(u) c(v) on the coefficients before the transpose of the sums.
+        blk[0] = int16_t(std::min(int32_t(blk[0]) + 1, 32767) >> 1);
+        for (int x = 1; x < W; ++x) blk[x] = root(blk[x], 15, 16384);
+        for (int y = 1; y < H; ++y) blk[y * W] = root(blk[y * W], 15, 16384);
+    }
+    if (!fixRows(ctx, blk, other, W, H, fwd) || !fixRows(ctx, other, blk, H, W, fwd)) return false;
+    for (int y = 0; y < H; ++y)
+        for (int x = 0; x < W; ++x) {
+            int16_t& v = blk[y * W + x];
+            if (!fwd) v = even ? int16_t(v >> (s - 1)) : root(v, s + 14, 8192);
+            else if (x == 0 && y == 0) v = even ? int16_t(v >> s) : root(v, s + 15, 16384);
+            else if (x == 0 || y == 0) v = even ? root(v, s + 14, 8192) : int16_t(v >> s);
+            else v = even ? int16_t(v >> (s - 1)) : root(v, s + 14, 8192);
+        }
+    return true;
+}
+
+// One channel through words (2 W H of them); false if tables fail.
+bool fixedChannel(ZolThreadContext* ctx, const Job& j, int16_t* words) {
+    const int W = j.W, H = j.H;
+    int16_t* res = words + W * H;
+    for (int y = 0; y < H; ++y) j.in->toW(j.src.row(y), j.src.xs, W, words + y * W);
+    if (W == H && W == 4) {
+        fixedBlock<4>(words, res, j.forward);
+    } else if (W == H && W == 8) {
+        fixedBlock<8>(words, res, j.forward);
+    } else {
+        if (!fixBlock(ctx, words, res, W, H, j.forward)) return false;
+        res = words;
+    }
+    for (int y = 0; y < H; ++y) j.out->fromW(j.dst.row(y), j.dst.xs, W, res + y * W);
+    return true;
 }
 
 Plane planeOf(const ZolImage* im, int x0, int y0, int ch) {
@@ -515,6 +658,7 @@ bool roiInside(const ZolImage* im, int w, int h) {
 
 void freeTables(ZolThreadContext* ctx) {
     freeSecants(ctx);
+    freeSecants16(ctx);
     freeCosine(ctx);
 }
 
@@ -575,18 +719,24 @@ void run(ZolImage* src, ZolImage* dst, int flags) {
         count = 1;
     }
 
-    // The fixed route takes 4x4 and 8x8 blocks of depths up to 16 bits.
-    const bool fixed = W == H && (W == 4 || W == 8) && job.in->toW && job.out->fromW;
+    // The fixed route takes powers of two from 4 to 128 each way, depths up
+    // to 16 bits; it declines (to single precision) when memory or tables
+    // cannot be had. ZOL_DCT_WORK_IN_SRC changes nothing: the words are
+    // always a copy and the source stays as it was.
+    const bool fixed = isPow2(W) && isPow2(H) && W >= 4 && H >= 4 && W <= kFixMax &&
+                       H <= kFixMax && job.in->toW && job.out->fromW;
     if (fixed) {
-        // A block fits on the stack; ZOL_DCT_WORK_IN_SRC needs no scratch of
-        // the source here and leaves it as it was.
-        int16_t words[2 * 64];
-        for (int c = 0; c < count; ++c) {
+        int16_t small[2 * 64];
+        int16_t* words = W * H <= 64 ? small
+                                     : static_cast<int16_t*>(heapAlloc(sizeof(int16_t) * size_t(2 * W * H)));
+        bool done = words != nullptr;
+        for (int c = 0; done && c < count; ++c) {
             job.src = planeOf(src, x0s, y0s, first[0] + c);
             job.dst = planeOf(dst, x0d, y0d, first[1] + c);
-            fixedChannel(job, words);
+            done = fixedChannel(ctx, job, words);
         }
-        return;
+        if (words != small) heapFree(words);
+        if (done) return;
     }
     const int64_t n = int64_t(W) * H;
     float* blk = static_cast<float*>(heapAlloc(sizeof(float) * size_t(2 * n)));
