@@ -212,8 +212,6 @@ struct FloatOps {
     using T = float;
     using C = Cplx;
     using Tw = Cplx;
-    // The butterfly at an eighth of the circle uses the constant itself.
-    static constexpr bool kEighth = true;
     static T add(T a, T b) { return a + b; }
     static T sub(T a, T b) { return a - b; }
     static T neg(T a) { return -a; }
@@ -253,7 +251,6 @@ struct FixOps {
     using T = int32_t;
     using C = CplxI;
     using Tw = FixTw;
-    static constexpr bool kEighth = false;
     static T add(T a, T b) { return wadd(a, b); }
     static T sub(T a, T b) { return wsub(a, b); }
     static T neg(T a) { return wsub(0, a); }
