@@ -97,8 +97,8 @@ run "A Gaussian blur made by multiplying spectra (it wraps at the edges)" convol
     convolve-fft --radius 4 input/scene.jpg convolve-fft.png
 run "Salt and pepper on 8% of the pixels" noisy.png noise --amount 0.08 input/scene.jpg noisy.png
 run "The noise removed by a 3x3 median" median.png median --size 3x3 noisy.png median.png
-run "White specks on 3% of the pixels" specks.png noise --white --amount 0.03 input/scene.jpg specks.png
-run "An opening removes the white specks" open.png open specks.png open.png
+run "White specks on 3% of the pixels" white-dots.png noise --white --amount 0.03 input/scene.jpg white-dots.png
+run "An opening removes the white specks" open.png open white-dots.png open.png
 run "A Sobel edge map: left minus right, negatives clamped to 0" sobel.png \
     filter input/chart.png sobel.png sobel-v
 run "The landscape equalised" equalized.png equalize input/scene.jpg equalized.png
