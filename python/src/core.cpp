@@ -50,6 +50,15 @@ py::array jaehne(int width, int height, py::object dtype) {
     return adopt(im);
 }
 
+// Whether this thread held the GIL inside a call's run: the tests ask.
+bool releasedDuringCall() {
+    Where none{py::none(), py::none(), py::none(), py::none()};
+    Call c("zolGetErrStatus", none);
+    int held = 1;
+    c.run([&] { held = PyGILState_Check(); });
+    return held == 0;
+}
+
 }  // namespace
 
 void bindCore(py::module_& m) {
@@ -62,6 +71,7 @@ void bindCore(py::module_& m) {
     m.def("jaehne", &jaehne, "width"_a, "height"_a, "dtype"_a = py::dtype::of<uint8_t>(),
           "Concentric rings whose frequency rises with the distance from the centre "
           "(zolCreateImageJaehne).");
+    m.def("_released_during_call", &releasedDuringCall);
 }
 
 }  // namespace zolpy

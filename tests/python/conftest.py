@@ -41,15 +41,18 @@ IMAGE_TYPES = [np.uint8, np.int8, np.uint16, np.int16, np.int32, np.float32]
 
 
 class Header:
-    """A C header over a C-contiguous array (booleans packed into bits,
-    unpacked again by sync())."""
+    """A C header over a copy of an array in rows of whole 32-bit words, as
+    the library lays images out (booleans packed into bits); sync() copies
+    the pixels back."""
 
     def __init__(self, arr, roi=None, coi=0, alpha=False, border=None):
-        assert arr.flags.c_contiguous
         self.arr = arr
-        self.bits = np.packbits(arr, axis=1) if arr.dtype == np.bool_ else None
-        data = self.bits if self.bits is not None else arr
         h, w = arr.shape[:2]
+        packed = np.packbits(arr, axis=1) if arr.dtype == np.bool_ else arr.reshape(h, -1).view(np.uint8)
+        self.row = packed.shape[1]
+        self.buf = np.zeros((h, (self.row + 3) // 4 * 4), np.uint8)
+        self.buf[:, :self.row] = packed
+        data = self.buf
         c = arr.shape[2] if arr.ndim == 3 else 1
         im = Image()
         im.headerSize = ctypes.sizeof(Image)
@@ -78,8 +81,12 @@ class Header:
         return ctypes.byref(self.image)
 
     def sync(self):
-        if self.bits is not None:
-            self.arr[...] = np.unpackbits(self.bits, axis=1, count=self.arr.shape[1]) != 0
+        rows = self.buf[:, :self.row]
+        h, w = self.arr.shape[:2]
+        if self.arr.dtype == np.bool_:
+            self.arr[...] = np.unpackbits(rows, axis=1, count=w) != 0
+        else:
+            self.arr[...] = np.ascontiguousarray(rows).view(self.arr.dtype).reshape(self.arr.shape)
 
 
 def cref(fname, *args, restype=None):
