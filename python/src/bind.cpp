@@ -116,13 +116,14 @@ void Image::wrap(const py::array& a, const char* name, bool packed, bool written
         // to whole 32-bit words as the library's 1-bit rows are.
         row = (w + 7) / 8;
         step = (row + 3) / 4 * 4;
-        bits_ = py::array(py::dtype::of<uint8_t>(), {h, step});
-        std::memset(bits_.mutable_data(), 0, size_t(bits_.nbytes()));
+        py::array bits(py::dtype::of<uint8_t>(), {h, step});
+        std::memset(bits.mutable_data(), 0, size_t(bits.nbytes()));
+        bits_ = bits;
         if (packed && h > 0 && w > 0)
-            bits_[py::make_tuple(py::ellipsis(), py::slice(0, row, 1))] =
+            bits[py::make_tuple(py::ellipsis(), py::slice(0, row, 1))] =
                 numpy().attr("packbits")(a, "axis"_a = 1);
         row = step;
-        data = static_cast<const char*>(bits_.data());
+        data = static_cast<const char*>(bits.data());
     } else {
         row = w * c * a.itemsize();
         step = h > 1 ? a.strides(0) : row;
@@ -180,7 +181,6 @@ void Image::fresh(int height, int width, int channels, const py::dtype& dtype) {
                                : py::array(dtype, {height, width});
     if (dtype.kind() == 'b') a = numpy().attr("zeros_like")(a);
     wrap(a, "out", false, true);
-    if (bitsOf_) std::memset(bits_.mutable_data(), 0, size_t(bits_.nbytes()));
 }
 
 void Image::setRoi(int x, int y, int w, int h, int coi) {

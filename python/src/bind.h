@@ -66,7 +66,7 @@ public:
     void setBorder(int mode, int value);
 
     ZolImage* get() { return &h_; }
-    const py::array& array() const { return arr_; }
+    py::array array() const { return py::reinterpret_borrow<py::array>(arr_); }
     int width() const { return h_.width; }
     int height() const { return h_.height; }
     int channels() const { return h_.nChannels; }
@@ -78,8 +78,9 @@ private:
 
     ZolImage h_{};
     ZolROI roi_{};
-    py::array arr_;    // the caller's array
-    py::array bits_;   // the packed bits of a boolean array
+    // Plain objects: a default py::array would make an empty array.
+    py::object arr_;   // the caller's array
+    py::object bits_;  // the packed bits of a boolean array
     bool bitsOf_ = false;   // a boolean array over bits_
     bool written_ = false;  // the library writes it
 };
