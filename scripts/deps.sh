@@ -5,6 +5,10 @@
 # to run is printed and the script fails.
 set -euo pipefail
 
+zol_has_python_module() {
+    [[ -x /usr/bin/python3 ]] && /usr/bin/python3 -c "import $1" >/dev/null 2>&1
+}
+
 zol_missing_packages() {
     local missing=()
     command -v cmake >/dev/null 2>&1 || missing+=(cmake)
@@ -18,6 +22,13 @@ zol_missing_packages() {
     [[ -f /usr/include/png.h ]] || missing+=(libpng-dev)
     [[ -f /usr/include/jpeglib.h ]] || missing+=(libjpeg62-turbo-dev)
     [[ -f /usr/include/CLI/CLI.hpp ]] || missing+=(libcli11-dev)
+    # The Python package and its tests, for the system interpreter.
+    [[ -f /usr/include/pybind11/pybind11.h ]] || missing+=(pybind11-dev)
+    zol_has_python_module sysconfig && [[ -n $(ls /usr/include/python3*/Python.h 2>/dev/null) ]] ||
+        missing+=(python3-dev)
+    zol_has_python_module numpy || missing+=(python3-numpy)
+    zol_has_python_module pytest || missing+=(python3-pytest)
+    zol_has_python_module dask.array || missing+=(python3-dask)
     echo "${missing[@]}"
 }
 

@@ -26,4 +26,13 @@ pkg-config --static --libs zol | grep -q -- '-lhwy' || {
 # shellcheck disable=SC2046 # one word per flag
 cc "$source" $(pkg-config --cflags --libs zol) -o "$scratch/pc_consumer"
 LD_LIBRARY_PATH="$libdir" "$scratch/pc_consumer"
+# The Python package, when built, imports from the prefix with no help
+# from the environment: its run path finds the installed library.
+if [[ -n ${ZOL_PYTHON_INSTALL_DIR:-} ]]; then
+    PYTHONPATH="$scratch/prefix/$ZOL_PYTHON_INSTALL_DIR" LD_LIBRARY_PATH= "$ZOL_PYTHON" -c '
+import numpy as np, zol, os
+assert zol.__file__.startswith(os.environ["PYTHONPATH"]), zol.__file__
+assert (zol.add_s(np.zeros((3, 5), np.uint8), 7) == 7).all()
+print("installed Python package: ok")'
+fi
 echo "installed package: ok"
