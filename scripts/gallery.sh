@@ -29,6 +29,7 @@ out=$(realpath "$out")
 cd "$out"
 
 entries=()
+pythons=()
 # run CAPTION OUTPUT ARGS...: runs zol ARGS (which write OUTPUT) and records
 # the entry for the page.
 run() {
@@ -37,6 +38,14 @@ run() {
     "$zol" "$@"
     [[ -f $output ]] || { echo "gallery: zol $* wrote no $output" >&2; return 1; }
     entries+=("$caption|zol $*|$output")
+    pythons+=("")
+}
+# py LINE...: the same picture made in Python, shown under the last entry.
+# imread and imsave stand for any image reader and writer of NumPy arrays;
+# the Python tests run these lines and compare with the tool's picture.
+py() {
+    local IFS=$'\n'
+    pythons[${#pythons[@]} - 1]="$*"
 }
 
 run "The ring test pattern" input/rings.png pattern --size 320x240 input/rings.png
@@ -44,21 +53,36 @@ run "A colour chart the tool draws" input/chart.png chart --size 320x240 input/c
 run "A landscape the tool draws, as JPEG" input/scene.jpg \
     chart --scene --size 320x240 --quality 85 input/scene.jpg
 run "Every bit inverted" not.png not input/scene.jpg not.png
+py 'scene = imread("input/scene.jpg")' 'out = zol.not_(scene)' 'imsave("not.png", out)'
 run "Inverted in a region only" not-roi.png not --roi 80,60,160,120 input/scene.jpg not-roi.png
+py 'scene = imread("input/scene.jpg")' 'out = zol.not_(scene, roi=(80, 60, 160, 120))' 'imsave("not-roi.png", out)'
 run "Inverted where the rings are bright: an 8-bit mask" masked.png \
     xors --mask input/rings.png input/scene.jpg masked.png 255
+py 'scene, rings = imread("input/scene.jpg"), imread("input/rings.png")' \
+    'out = zol.xor_s(scene, 255, mask=rings >= 128)' 'imsave("masked.png", out)'
 run "The red channel of the left half set to 255" set-red.png \
     set --coi 1 --roi 0,0,160,240 input/chart.png set-red.png 255
+py 'chart = imread("input/chart.png")' 'zol.set(chart, 255, coi=0, roi=(0, 0, 160, 240))' \
+    'imsave("set-red.png", chart)'
 run "Two bits per channel kept" posterize.png ands input/scene.jpg posterize.png 0xC0
+py 'scene = imread("input/scene.jpg")' 'out = zol.and_s(scene, 0xC0)' 'imsave("posterize.png", out)'
 run "Twice as bright, saturating at 255" bright.png muls input/scene.jpg bright.png 2
+py 'scene = imread("input/scene.jpg")' 'out = zol.multiply_s(scene, 2)' 'imsave("bright.png", out)'
 run "255 minus each element" flip.png subs --flip input/chart.png flip.png 255
+py 'chart = imread("input/chart.png")' 'out = zol.subtract_s(chart, 255, flip=True)' 'imsave("flip.png", out)'
 run "The chart added to the landscape" add.png add input/scene.jpg input/chart.png add.png
+py 'scene, chart = imread("input/scene.jpg"), imread("input/chart.png")' 'out = zol.add(scene, chart)' \
+    'imsave("add.png", out)'
 run "The landscape taken from the chart, negatives clamped to 0" subtract.png \
     subtract input/chart.png input/scene.jpg subtract.png
+py 'scene, chart = imread("input/scene.jpg"), imread("input/chart.png")' \
+    'out = zol.subtract(chart, scene)' 'imsave("subtract.png", out)'
 run "The ring pattern squared, on 16-bit samples" square.png \
     square input/rings.png square.png --depth 16u
+py 'rings = imread("input/rings.png")' 'out = zol.square(rings.astype(np.uint16))' 'imsave("square.png", out)'
 run "A crop: the region copied into a new image" crop.png \
     copy --roi 160,40,120,90 input/scene.jpg crop.png
+py 'scene = imread("input/scene.jpg")' 'out = zol.copy(scene[40:130, 160:280])' 'imsave("crop.png", out)'
 run "The green channel alone, as a gray image" green.png copy --coi 2 input/chart.png green.png
 run "Edges: two Sobel kernels, the square root of the sum of their squares" edges.png \
     convolve input/scene.jpg edges.png --kernel "-1 0 1;-2 0 2;-1 0 1" \
@@ -113,14 +137,23 @@ if [[ -n $page ]]; then
         echo "Made by \`bash scripts/gallery.sh\`, which runs the \`zol\` tool (see"
         echo "[tool.md](tool.md)) in \`docs/gallery\`. The tool draws the three inputs itself."
         echo
-        for e in "${entries[@]}"; do
-            IFS='|' read -r caption command file <<<"$e"
+        echo "Under a command, the same picture made with the Python package (see"
+        echo "[python.md](python.md)): \`imread\` and \`imsave\` stand for any reader and writer"
+        echo "of NumPy arrays."
+        echo
+        for i in "${!entries[@]}"; do
+            IFS='|' read -r caption command file <<<"${entries[$i]}"
             echo "## $caption"
             echo
             echo '```sh'
             echo "$command"
             echo '```'
             echo
+            if [[ -n ${pythons[$i]} ]]; then
+                echo '```python'
+                echo "${pythons[$i]}"
+                echo '```'
+            fi
             echo "![$caption]($rel/$file)"
             echo
         done

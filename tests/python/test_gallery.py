@@ -1,0 +1,61 @@
+"""The gallery's Python lines make the tool's pictures: the gallery is made
+in a scratch directory by the tool, each entry's Python runs there with
+imread/imsave reading and keeping arrays, and each kept array must equal
+the tool's picture."""
+import os
+import re
+import subprocess
+
+import numpy as np
+import pytest
+import zol
+
+TOOL = os.environ.get("ZOL_TOOL")
+SCRIPT = os.path.join(os.path.dirname(__file__), "..", "..", "scripts", "gallery.sh")
+ENTRY = re.compile(r"^## (.*?)\n\n```sh\n(.*?)\n```\n\n```python\n(.*?)\n```", re.M | re.S)
+
+pytestmark = pytest.mark.skipif(not TOOL, reason="the zol tool is not built")
+
+
+def read_pnm(path):
+    with open(path, "rb") as f:
+        data = f.read()
+    fields = re.match(rb"(P[456])\s+(\d+)\s+(\d+)\s+(?:(\d+)\s)?", data)
+    kind, w, h = fields.group(1), int(fields.group(2)), int(fields.group(3))
+    body = data[fields.end():]
+    if kind == b"P4":
+        bits = np.frombuffer(body, np.uint8).reshape(h, -1)
+        return np.unpackbits(bits, axis=1, count=w) != 0
+    c = 3 if kind == b"P6" else 1
+    dtype = np.dtype(">u2") if int(fields.group(4)) > 255 else np.dtype(np.uint8)
+    a = np.frombuffer(body, dtype, h * w * c).astype(dtype.newbyteorder("="))
+    return a.reshape((h, w, c) if c == 3 else (h, w))
+
+
+@pytest.fixture(scope="module")
+def gallery(tmp_path_factory):
+    where = tmp_path_factory.mktemp("gallery")
+    page = where / "gallery.md"
+    subprocess.run(["bash", SCRIPT, TOOL, str(where), str(page)], check=True,
+                   stdout=subprocess.DEVNULL)
+    return where, page.read_text()
+
+
+def test_gallery_python_makes_the_same_pictures(gallery):
+    where, page = gallery
+    entries = ENTRY.findall(page)
+    assert len(entries) >= 10
+
+    def imread(name):
+        pnm = where / "pnm" / (name.replace("/", "_") + ".pnm")
+        pnm.parent.mkdir(exist_ok=True)
+        subprocess.run([TOOL, "copy", str(where / name), str(pnm)], check=True)
+        return read_pnm(pnm)
+
+    for caption, command, code in entries:
+        kept = {}
+        exec(code, {"np": np, "zol": zol, "imread": imread,
+                    "imsave": lambda name, a: kept.__setitem__(name, a)})
+        assert kept, caption
+        for name, array in kept.items():
+            np.testing.assert_array_equal(array, imread(name), err_msg=f"{caption}: {command}")
