@@ -2,6 +2,9 @@
 // classes owning the library's record; every neighbourhood function reads
 // the source through border= / border_value=.
 #include <cctype>
+#include <climits>
+#include <cstdint>
+#include <new>
 #include <memory>
 #include <string>
 #include <type_traits>
@@ -47,9 +50,9 @@ int choice(py::handle v, const char* what) {
         if (!members.contains(s.c_str()))
             throw py::value_error(std::string(what) + ": no such name '" +
                                   v.cast<std::string>() + "'");
-        return py::int_(members[s.c_str()].attr("__int__")()).cast<int>();
+        v = members[s.c_str()];
     }
-    return py::int_(v.attr("__int__")()).cast<int>();
+    return py::int_(py::reinterpret_borrow<py::object>(v)).cast<int>();
 }
 
 // (cols, rows) from a pair, or n for n x n.
@@ -69,102 +72,113 @@ std::pair<int, int> anchorOf(py::handle anchor, int cols, int rows) {
 }
 
 // Kernel values as a (rows, cols) array of T; one row for a flat sequence.
+// Integer kernels take integers that fit in 32 bits, float kernels any
+// numbers; the library itself refuses an empty one.
 template <class T>
-py::array_t<T> matrix(py::handle values) {
-    py::module_ np = py::module_::import("numpy");
-    py::array a = np.attr("asarray")(values);
+py::array_t<T> matrix(py::array a) {
+    constexpr bool fp = std::is_floating_point<T>::value;
     if (a.ndim() == 1) a = a.attr("reshape")(1, -1);
     if (a.ndim() != 2) throw py::value_error("values: a kernel is a 2-D array");
-    if (!std::is_floating_point<T>::value && a.dtype().kind() == 'f')
-        throw py::type_error("values: integer values (ConvKernelFP takes floats)");
+    const char kind = a.dtype().kind();
+    if (a.size() > 0 && kind != 'b' && kind != 'i' && kind != 'u' && !(fp && kind == 'f'))
+        throw py::type_error(fp ? "values: numbers"
+                                : "values: integers (ConvKernelFP takes floats)");
+    if (!fp && a.size() > 0 && kind != 'b' && a.itemsize() >= 4 &&
+        (a.attr("min")().cast<double>() < INT32_MIN || a.attr("max")().cast<double>() > INT32_MAX))
+        throw py::value_error("values: integers of 32 bits");
     return py::array_t<T, py::array::c_style | py::array::forcecast>::ensure(a);
+}
+
+py::array asArray(py::handle values) {
+    return py::module_::import("numpy").attr("asarray")(values);
 }
 
 // ---- kernels ---------------------------------------------------------------
 
-// Both kernel classes: the record, made and read only through the library.
-template <class K, class V>
-struct Kernel {
+// A library kernel record, made, read and freed only through the library.
+template <class K, void (*Delete)(K*)>
+struct Owned {
     K* k = nullptr;
-    Kernel() = default;
-    Kernel(const Kernel&) = delete;
-    Kernel& operator=(const Kernel&) = delete;
-    ~Kernel();
-
-    // The values in row order as the caller gave them, the anchor
-    // unmirrored, the shift: read back by the library's Get function.
-    template <class Out, class Get>
-    py::array_t<Out> read(const char* cfunc, Get get, int* ax, int* ay, int* shift) const {
-        py::array_t<Out> v({k->nRows, k->nCols});
-        Out* p = v.mutable_data();
-        int cols = 0, rows = 0;
-        Where w = nowhere();
-        Call c(cfunc, w);
-        c.run([&] { get(k, &cols, &rows, ax, ay, &p, shift); });
-        return v;
+    Owned() = default;
+    Owned(const Owned&) = delete;
+    Owned& operator=(const Owned&) = delete;
+    ~Owned() {
+        if (k) Delete(k);
     }
 };
+using IntKernel = Owned<ZolConvKernel, zolDeleteConvKernel>;
+using FloatKernel = Owned<ZolConvKernelFP, zolDeleteConvKernelFP>;
 
-using IntKernel = Kernel<ZolConvKernel, int>;
-using FloatKernel = Kernel<ZolConvKernelFP, float>;
+// A kernel as the library gives it back: the values in row order as the
+// caller gave them, the anchor unmirrored, the shift.
+struct State {
+    py::array values;
+    int ax = 0, ay = 0, shift = 0;
+};
 
-template <>
-IntKernel::~Kernel() {
-    if (k) zolDeleteConvKernel(k);
+template <class Out, class K, class Get>
+State readBack(const char* cfunc, const K* k, Get get) {
+    State st;
+    py::array_t<Out> v({k->nRows, k->nCols});
+    Out* p = v.mutable_data();
+    int cols = 0, rows = 0;
+    Where w = nowhere();
+    Call c(cfunc, w);
+    c.run([&] { get(k, &cols, &rows, &st.ax, &st.ay, &p, &st.shift); });
+    st.values = v;
+    return st;
 }
-template <>
-FloatKernel::~Kernel() {
-    if (k) zolDeleteConvKernelFP(k);
+
+State intState(const IntKernel& self) {
+    return readBack<int32_t>("zolGetConvKernel", self.k, zolGetConvKernel);
+}
+
+State floatState(const FloatKernel& self) {
+    return readBack<float>("zolGetConvKernelFP", self.k,
+                           [](const ZolConvKernelFP* k, int* c, int* r, int* x, int* y,
+                              float** v, int*) { zolGetConvKernelFP(k, c, r, x, y, v); });
+}
+
+// Makes a record through create(cols, rows, ax, ay, values) in a call.
+template <class T, class H, class Create>
+std::unique_ptr<H> make(const char* cfunc, const py::array& a, py::handle anchor,
+                        Create create) {
+    py::array_t<T> v = matrix<T>(a);
+    const int rows = int(v.shape(0)), cols = int(v.shape(1));
+    const auto anc = anchorOf(anchor, cols, rows);
+    const T* p = v.data();
+    auto out = std::make_unique<H>();
+    Where w = nowhere();
+    Call c(cfunc, w);
+    c.run([&] { out->k = create(cols, rows, anc.first, anc.second, p); });
+    if (!out->k) throw std::bad_alloc();
+    return out;
 }
 
 std::unique_ptr<IntKernel> makeKernel(py::handle values, py::handle anchor, int shift) {
-    auto out = std::make_unique<IntKernel>();
-    py::array a = py::module_::import("numpy").attr("asarray")(values);
-    const bool chars = a.dtype().kind() == 'i' && a.itemsize() == 1;
-    Where w = nowhere();
-    if (chars) {
-        py::array_t<int8_t> v = matrix<int8_t>(a);
-        const int rows = int(v.shape(0)), cols = int(v.shape(1));
-        const auto anc = anchorOf(anchor, cols, rows);
-        const int ax = anc.first, ay = anc.second;
-        const auto* p = reinterpret_cast<const signed char*>(v.data());
-        Call c("zolCreateConvKernelChar", w);
-        c.run([&] { out->k = zolCreateConvKernelChar(cols, rows, ax, ay, p, shift); });
-    } else {
-        py::array_t<int32_t> v = matrix<int32_t>(a);
-        const int rows = int(v.shape(0)), cols = int(v.shape(1));
-        const auto anc = anchorOf(anchor, cols, rows);
-        const int ax = anc.first, ay = anc.second;
-        const int* p = v.data();
-        Call c("zolCreateConvKernel", w);
-        c.run([&] { out->k = zolCreateConvKernel(cols, rows, ax, ay, p, shift); });
-    }
-    return out;
+    const py::array a = asArray(values);
+    if (a.dtype().kind() == 'i' && a.itemsize() == 1)
+        return make<int8_t, IntKernel>(
+            "zolCreateConvKernelChar", a, anchor, [shift](int c, int r, int x, int y, auto p) {
+                return zolCreateConvKernelChar(c, r, x, y,
+                                               reinterpret_cast<const signed char*>(p), shift);
+            });
+    return make<int32_t, IntKernel>("zolCreateConvKernel", a, anchor,
+                                    [shift](int c, int r, int x, int y, const int32_t* p) {
+                                        return zolCreateConvKernel(c, r, x, y, p, shift);
+                                    });
 }
 
 std::unique_ptr<FloatKernel> makeKernelFP(py::handle values, py::handle anchor) {
-    auto out = std::make_unique<FloatKernel>();
-    py::array_t<float> v = matrix<float>(values);
-    const int rows = int(v.shape(0)), cols = int(v.shape(1));
-    const auto anc = anchorOf(anchor, cols, rows);
-    const int ax = anc.first, ay = anc.second;
-    const float* p = v.data();
-    Where w = nowhere();
-    Call c("zolCreateConvKernelFP", w);
-    c.run([&] { out->k = zolCreateConvKernelFP(cols, rows, ax, ay, p); });
-    return out;
+    return make<float, FloatKernel>("zolCreateConvKernelFP", asArray(values), anchor,
+                                    zolCreateConvKernelFP);
 }
 
-// zolGetConvKernelFP in the shape of the integer readers.
-void getFP(const ZolConvKernelFP* k, int* cols, int* rows, int* ax, int* ay, float** v, int*) {
-    zolGetConvKernelFP(k, cols, rows, ax, ay, v);
-}
-
-std::string reprOf(const char* cls, py::handle self, bool shift) {
+std::string reprOf(const char* cls, const State& st, bool shift) {
     std::string s = std::string(cls) + "(" +
-                    py::str(self.attr("values").attr("tolist")()).cast<std::string>() +
-                    ", anchor=" + py::str(self.attr("anchor")).cast<std::string>();
-    if (shift) s += ", shift=" + py::str(self.attr("shift")).cast<std::string>();
+                    py::str(st.values.attr("tolist")()).cast<std::string>() +
+                    ", anchor=(" + std::to_string(st.ax) + ", " + std::to_string(st.ay) + ")";
+    if (shift) s += ", shift=" + std::to_string(st.shift);
     return s + ")";
 }
 
@@ -175,34 +189,21 @@ void defKernels(py::module_& m) {
         .def(py::init(&makeKernel), "values"_a, "anchor"_a = py::none(), "shift"_a = 0,
              "values: 2-D integers (a flat sequence is one row); anchor: (x, y), the "
              "centre by default; shift: right shift of each sum.")
-        .def_property_readonly("values",
-                               [](const IntKernel& self) {
-                                   int ax, ay, sh;
-                                   return self.read<int32_t>("zolGetConvKernel", zolGetConvKernel,
-                                                             &ax, &ay, &sh);
-                               })
-        .def_property_readonly("char_values",
-                               [](const IntKernel& self) {
-                                   int ax, ay, sh;
-                                   return self.read<int8_t>("zolGetConvKernelChar",
-                                                            zolGetConvKernelChar, &ax, &ay, &sh);
-                               },
-                               "The values' low 8 bits (zolGetConvKernelChar).")
+        .def_property_readonly("values", [](const IntKernel& k) { return intState(k).values; })
+        .def_property_readonly(
+            "char_values",
+            [](const IntKernel& k) {
+                return readBack<int8_t>("zolGetConvKernelChar", k.k, zolGetConvKernelChar).values;
+            },
+            "The values' low 8 bits (zolGetConvKernelChar).")
         .def_property_readonly("anchor",
-                               [](const IntKernel& self) {
-                                   int ax, ay, sh;
-                                   self.read<int32_t>("zolGetConvKernel", zolGetConvKernel, &ax,
-                                                      &ay, &sh);
-                                   return py::make_tuple(ax, ay);
+                               [](const IntKernel& k) {
+                                   const State st = intState(k);
+                                   return py::make_tuple(st.ax, st.ay);
                                })
-        .def_property_readonly("shift",
-                               [](const IntKernel& self) {
-                                   int ax, ay, sh;
-                                   self.read<int32_t>("zolGetConvKernel", zolGetConvKernel, &ax,
-                                                      &ay, &sh);
-                                   return sh;
-                               })
-        .def("__repr__", [](py::handle self) { return reprOf("ConvKernel", self, true); });
+        .def_property_readonly("shift", [](const IntKernel& k) { return intState(k).shift; })
+        .def("__repr__",
+             [](const IntKernel& k) { return reprOf("ConvKernel", intState(k), true); });
 
     py::class_<FloatKernel>(m, "ConvKernelFP",
                             "A float convolution kernel, for float32 images "
@@ -211,19 +212,14 @@ void defKernels(py::module_& m) {
              "values: 2-D numbers (a flat sequence is one row); anchor: (x, y), the centre "
              "by default.")
         .def_property_readonly("values",
-                               [](const FloatKernel& self) {
-                                   int ax, ay;
-                                   return self.read<float>("zolGetConvKernelFP", getFP, &ax,
-                                                           &ay, nullptr);
-                               })
+                               [](const FloatKernel& k) { return floatState(k).values; })
         .def_property_readonly("anchor",
-                               [](const FloatKernel& self) {
-                                   int ax, ay;
-                                   self.read<float>("zolGetConvKernelFP", getFP, &ax, &ay,
-                                                    nullptr);
-                                   return py::make_tuple(ax, ay);
+                               [](const FloatKernel& k) {
+                                   const State st = floatState(k);
+                                   return py::make_tuple(st.ax, st.ay);
                                })
-        .def("__repr__", [](py::handle self) { return reprOf("ConvKernelFP", self, false); });
+        .def("__repr__",
+             [](const FloatKernel& k) { return reprOf("ConvKernelFP", floatState(k), false); });
 }
 
 // ---- neighbourhood calls ---------------------------------------------------

@@ -15,13 +15,13 @@ using Transform = void (*)(ZolImage*, ZolImage*, int);
 
 // dst = fn(src, flags), dst of the source's shape in dtype (None: src's).
 py::object transform(const char* cfunc, Transform fn, py::handle src, int flags,
-                     py::handle dtype, py::object out, py::object roi, py::object coi) {
+                     py::object dtype, py::object out, py::object roi, py::object coi) {
     const Where w{out, roi, coi, py::none()};
     Call c(cfunc, w);
     ZolImage* s = c.source(src, "src");
     const Image& im = c.image(0);
     const py::array& a = im.array();
-    const py::dtype dt = dtype.is_none() ? a.dtype() : py::dtype::from_args(py::reinterpret_borrow<py::object>(dtype));
+    const py::dtype dt = dtype.is_none() ? a.dtype() : py::dtype::from_args(dtype);
     ZolImage* d = c.target(im.height(), im.width(), a.ndim() == 3 ? int(a.shape(2)) : 0, dt, &im);
     c.run([&] { fn(s, d, flags); });
     return c.result();
@@ -32,7 +32,7 @@ void defFft(py::module_& m, const char* name, const char* cfunc, Transform fn, b
     m.def(
         name,
         [cfunc, fn](py::handle src, py::object out, py::object roi, py::object coi,
-                    bool inverse, bool scale, bool fixed, py::handle dtype) {
+                    bool inverse, bool scale, bool fixed, py::object dtype) {
             const int flags = (inverse ? ZOL_FFT_INVERSE : ZOL_FFT_FORWARD) |
                               (scale ? 0 : ZOL_FFT_NO_SCALE) | (fixed ? ZOL_FFT_USE_INT : 0);
             return transform(cfunc, fn, src, flags, dtype, out, roi, coi);
@@ -54,7 +54,7 @@ void bindTransform(py::module_& m) {
     m.def(
         "dct2",
         [](py::handle src, py::object out, py::object roi, py::object coi, bool inverse,
-           py::handle dtype) {
+           py::object dtype) {
             return transform("zolDCT2D", zolDCT2D, src,
                              inverse ? ZOL_DCT_INVERSE : ZOL_DCT_FORWARD, dtype, out, roi, coi);
         },
