@@ -287,10 +287,16 @@ py::object convolve(py::handle src, py::handle kernels, py::handle combine, py::
         else
             throw py::type_error("kernels: a ConvKernel, a ConvKernelFP or a sequence of them");
     };
+    // Held here, so that the kernels outlive the call whatever becomes of
+    // the caller's sequence meanwhile.
+    py::tuple held;
     if (py::isinstance<IntKernel>(kernels) || py::isinstance<FloatKernel>(kernels))
-        take(kernels);
+        held = py::make_tuple(kernels);
+    else if (py::isinstance<py::iterable>(kernels))
+        held = py::tuple(py::reinterpret_borrow<py::object>(kernels));
     else
-        for (py::handle k : kernels.cast<py::sequence>()) take(k);
+        take(kernels);  // refused
+    for (py::handle k : held) take(k);
     if (!ints.empty() && !floats.empty())
         throw py::type_error("kernels: ConvKernel and ConvKernelFP do not mix");
     const int method = choice<Combine>(combine, "combine");
