@@ -183,6 +183,20 @@ void Image::fresh(int height, int width, int channels, const py::dtype& dtype) {
     wrap(a, "out", false, true);
 }
 
+bool Image::overlaps(const Image& other) const {
+    const char* a = h_.imageData;
+    const char* b = other.h_.imageData;
+    return a && b && a < b + other.h_.imageSize && b < a + h_.imageSize;
+}
+
+void Image::detach() {
+    py::array copy = numpy().attr("array")(arr_, "order"_a = "C");
+    arr_ = copy;
+    h_.imageData = static_cast<char*>(copy.mutable_data());
+    h_.widthStep = int32_t(copy.ndim() > 1 ? copy.strides(0) : copy.nbytes());
+    h_.imageSize = int32_t(copy.nbytes());
+}
+
 void Image::setRoi(int x, int y, int w, int h, int coi) {
     roi_ = ZolROI{coi, x, y, w, h};
     h_.roi = &roi_;
@@ -274,6 +288,9 @@ void Call::applyMask(ZolImage* onto) {
 }
 
 void Call::begin() {
+    if (apart_ && target_ >= 0)
+        for (int i = 0; i < n_; ++i)
+            if (i != target_ && images_[i].overlaps(images_[target_])) images_[i].detach();
     tReport = Report();
     oldMode_ = zolGetErrMode();
     zolSetErrMode(ZOL_ErrModeParent);

@@ -72,6 +72,10 @@ public:
     int channels() const { return h_.nChannels; }
     // Unpacks the library's bits into a boolean array it wrote.
     void finish();
+    // Whether the pixels of the two images share memory.
+    bool overlaps(const Image& other) const;
+    // Moves a source onto a private contiguous copy of its pixels.
+    void detach();
 
 private:
     void wrap(const py::array& a, const char* name, bool packed, bool written);
@@ -128,6 +132,10 @@ public:
         }
         end();
     }
+    // For operations whose output pixels read other input pixels
+    // (neighbourhoods, geometry, transforms): a source sharing memory with
+    // the destination is read from a copy, so that out= may be a source.
+    void apart() { apart_ = true; }
     // The destination array.
     py::object result();
 
@@ -144,6 +152,7 @@ private:
     bool hasRoi_ = false;
     int roi_[4] = {0, 0, 0, 0};
     int coi_ = 0;
+    bool apart_ = false;
     Image images_[kMaxImages];
     Image mask_;
     ZolReportHandler oldHandler_ = nullptr;

@@ -240,6 +240,7 @@ py::object around(const char* cfunc, py::handle src, py::handle border, int valu
     ZolImage* s = c.source(src, "src");
     setBorder(c.image(0), border, value);
     ZolImage* d = c.targetLike(0);
+    c.apart();
     c.run([&] { f(s, d); });
     return c.result();
 }

@@ -23,6 +23,7 @@ py::object transform(const char* cfunc, Transform fn, py::handle src, int flags,
     const py::array& a = im.array();
     const py::dtype dt = dtype.is_none() ? a.dtype() : py::dtype::from_args(dtype);
     ZolImage* d = c.target(im.height(), im.width(), a.ndim() == 3 ? int(a.shape(2)) : 0, dt, &im);
+    c.apart();
     c.run([&] { fn(s, d, flags); });
     return c.result();
 }

@@ -99,6 +99,17 @@ def test_kernels_read_back():
     assert repr(zol.ConvKernel([[1, 2]], shift=1)) == "ConvKernel([[1, 2]], anchor=(1, 0), shift=1)"
 
 
+def test_out_may_be_the_source():
+    for fn in (lambda s, **k: zol.median_filter(s, 3, **k), lambda s, **k: zol.fixed_filter(s, "sobel_v", **k),
+               lambda s, **k: zol.convolve(s, zol.ConvKernel(K3), **k)):
+        a = rand((9, 23), np.uint8, 4)
+        expect = fn(a.copy())
+        np.testing.assert_array_equal(fn(a, out=a), expect)
+        a = rand((9, 23), np.uint8, 4)
+        fn(a[:, 2:], out=a[:, :-2])            # overlapping, shifted
+        np.testing.assert_array_equal(a[:, :-2], fn(rand((9, 23), np.uint8, 4)[:, 2:].copy()))
+
+
 def test_errors():
     with pytest.raises(zol.Error) as e:
         zol.ConvKernel(K3, anchor=(3, 0))
