@@ -87,8 +87,14 @@ run "The green channel alone, as a gray image" green.png copy --coi 2 input/char
 run "Edges: two Sobel kernels, the square root of the sum of their squares" edges.png \
     convolve input/scene.jpg edges.png --kernel "-1 0 1;-2 0 2;-1 0 1" \
     --kernel "-1 -2 -1;0 0 0;1 2 1" --method sqrt --border replicate
+py 'scene = imread("input/scene.jpg")' \
+    'sobel = [zol.ConvKernel([[-1, 0, 1], [-2, 0, 2], [-1, 0, 1]]), zol.ConvKernel([[-1, -2, -1], [0, 0, 0], [1, 2, 1]])]' \
+    'imsave("edges.png", zol.convolve(scene, sobel, combine="sqrt_sum_squares", border="replicate"))'
 run "A blur by a 5x5 binomial kernel, row and column apart" blur.png \
     sepconvolve input/scene.jpg blur.png --x "1 4 6 4 1" --y "1 4 6 4 1" --shift 8
+py 'scene = imread("input/scene.jpg")' \
+    'x, y = zol.ConvKernel([[1, 4, 6, 4, 1]], shift=8), zol.ConvKernel([[1], [4], [6], [4], [1]])' \
+    'imsave("blur.png", zol.convolve_sep(scene, x, y))'
 for i in nn linear cubic area; do
     run "The rings reduced to 96x72, --interp $i (aliasing shows in the outer rings)" \
         "rings-$i.png" resize --size 96x72 --interp "$i" input/rings.png "rings-$i.png"
@@ -121,10 +127,13 @@ run "A Gaussian blur made by multiplying spectra (it wraps at the edges)" convol
     convolve-fft --radius 4 input/scene.jpg convolve-fft.png
 run "Salt and pepper on 8% of the pixels" noisy.png noise --amount 0.08 input/scene.jpg noisy.png
 run "The noise removed by a 3x3 median" median.png median --size 3x3 noisy.png median.png
+py 'noisy = imread("noisy.png")' 'out = zol.median_filter(noisy, (3, 3))' 'imsave("median.png", out)'
 run "White specks on 3% of the pixels" white-dots.png noise --white --amount 0.03 input/scene.jpg white-dots.png
 run "An opening removes the white specks" open.png open white-dots.png open.png
+py 'dots = imread("white-dots.png")' 'out = zol.open_(dots)' 'imsave("open.png", out)'
 run "A Sobel edge map: left minus right, negatives clamped to 0" sobel.png \
     filter input/chart.png sobel.png sobel-v
+py 'chart = imread("input/chart.png")' 'out = zol.fixed_filter(chart, "sobel_v")' 'imsave("sobel.png", out)'
 run "The landscape equalised" equalized.png equalize input/scene.jpg equalized.png
 run "The green channel cut at 128 into a 1-bit image" threshold.png \
     threshold --depth 1u --coi 2 input/scene.jpg threshold.png 128

@@ -334,6 +334,7 @@ int borderMode(py::handle mode) {
             if (s == kNames[i]) return i;
         valueError("border: one of constant, replicate, reflect, wrap, not '" + s + "'");
     }
+    if (!py::hasattr(mode, "__int__")) throw py::type_error("border: zol.Border or its name");
     return py::int_(mode.attr("__int__")()).cast<int>();
 }
 
