@@ -46,8 +46,19 @@ def cases(h, w):
         yield from extra(h, w, c_call)
 
 
+def filters(h, w, c_call):
+    a, o = rand((h, w), np.uint8, 7), np.zeros((h, w), np.uint8)
+    a3, o3 = rand((h, w, 3), np.uint8, 8), np.zeros((h, w, 3), np.uint8)
+    yield "median_filter 5x5 c1", lambda: zol.median_filter(a, (5, 5), out=o), \
+        c_call("zolMedianFilter", a, o, 5, 5, 2, 2)
+    yield "fixed_filter sobel c3", lambda: zol.fixed_filter(a3, "sobel_v", out=o3), \
+        c_call("zolFixedFilter", a3, o3, 2)
+    f, g = rand((1024, 1024), np.float32, 9), np.zeros((1024, 1024), np.float32)
+    yield "fft2 1024x1024 32f", lambda: zol.fft2(f, out=g), c_call("zolRealFft2D", f, g, 1)
+
+
 # Families add generators of (name, python call, C call) here.
-EXTRA = []
+EXTRA = [filters]
 
 
 def main():
