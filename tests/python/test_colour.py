@@ -10,39 +10,35 @@ from conftest import Header, cref, rand
 H, W = 9, 13  # odd on purpose
 LIBC = ctypes.CDLL(None)
 TWIST = [[200, -30, 10, 500], [5, 180, 40, -900], [-20, 60, 230, 3000]]
+U8, U16, S32, F32 = np.uint8, np.uint16, np.int32, np.float32
+SIGNED = {U8: np.int8, U16: np.int16, S32: S32, F32: F32}
 
 
-class CTwist(ctypes.Structure):
-    _fields_ = [("data", ctypes.c_int32 * 16), ("scalingValue", ctypes.c_int32)]
-
-
-def convert(fname, dtype, s, model=None, seq=b"RGB", channels=3, src_kw=None):
-    """fname(src, dst) with src named as the model (a conversion to RGB)."""
-    dst = np.zeros((H, W, channels) if channels > 1 else (H, W), dtype)
-    hs, hd = Header(s, **(src_kw or {})), Header(dst)
-    if model:
-        hs.image.colorModel = hs.image.channelSeq = model
-        hd.image.channelSeq = seq
-    else:
-        hs.image.channelSeq = seq
-    cref(fname, hs, hd)
-    return dst
-
-
-def conv_case(name, cname, model, dtypes, to_dtype=None, channels=3):
-    py = getattr(zol, name)
-    if model is None:
-        return (name, dtypes, channels, lambda s: py(s),
-                lambda s: convert(cname, to_dtype or s.dtype, s))
-    return (name, dtypes, channels, lambda s: py(s),
-            lambda s: convert(cname, to_dtype or s.dtype, s, model))
-
-
-def reduced(s, dtype, jitter, dither, levels):
-    dst = np.zeros(s.shape, dtype)
-    LIBC.srand(11)
-    cref("zolReduceBits", s, dst, jitter, dither, levels)
-    return dst
+def lib(fname, dtype, channels, *args, model=None, seq=b"RGB", roi=None, start=None,
+        mask=None, srand=None):
+    """fname(src, dst, *args) into a new dst (or a copy of start, or src
+    itself for start=True). model: None an RGB source, a name another
+    source, False the headers' own names."""
+    def call(s):
+        if start is True:
+            dst = s
+        elif start is not None:
+            dst = start.copy()
+        else:
+            dst = np.zeros(s.shape[:2] + ((channels,) if channels > 1 else ()), dtype or s.dtype)
+        hs = Header(s, roi=roi)
+        hd = hs if start is True else Header(dst, roi=roi)
+        if model is not False:
+            hs.image.colorModel = hs.image.channelSeq = model or b"RGB"
+            (hd if model else hs).image.channelSeq = seq
+        if mask is not None:
+            hm = Header(mask)
+            hd.image.maskROI = ctypes.pointer(hm.image)
+        if srand is not None:
+            LIBC.srand(srand)
+        cref(fname, hs, hd, *args)
+        return dst
+    return call
 
 
 def seeded(fn):
@@ -50,116 +46,89 @@ def seeded(fn):
     return fn()
 
 
-def twisted(s, offset, start=None, roi=None, mask=None, scale=6, in_place=False):
-    t = CTwist()
-    rows = np.zeros((4, 4), np.int32)
-    rows[:3] = TWIST
-    t.data[:] = [int(v) for v in rows.ravel()]
-    t.scalingValue = scale
-    dst = (s if in_place else start if start is not None else s).copy()
-    hs = Header(s if not in_place else dst, roi=roi)
-    hd = hs if in_place else Header(dst, roi=roi)
-    if mask is not None:
-        hm = Header(mask, roi=roi)
-        hd.image.maskROI = ctypes.pointer(hm.image)
-    cref("zolApplyColorTwist", hs, hd, ctypes.byref(t), offset)
-    return dst
+def twist(scale=6):
+    t = (ctypes.c_int32 * 17)(*(np.r_[np.ravel(TWIST), [0, 0, 0, 0], scale]))
+    return ctypes.byref(t)
 
 
-U8_16_32 = [np.uint8, np.uint16, np.int32]
 MASK = rand((H, W), np.bool_, 5)
+ALL = [U8, U16, S32, F32]
+
+# (id, dtypes, channels, binding(src), reference(src))
+CONVERSIONS = [("hsv", "HSV", ALL[:3]), ("hls", "HLS", ALL[:3]), ("xyz", "XYZ", ALL),
+               ("ycrcb", "YCrCb", ALL), ("luv", "LUV", [F32])]
 
 # (id, dtypes, channels, binding(src), reference(src))
 CASES = [
-    conv_case("rgb_to_hsv", "zolRGB2HSV", None, U8_16_32),
-    conv_case("hsv_to_rgb", "zolHSV2RGB", b"HSV", U8_16_32),
-    conv_case("rgb_to_hls", "zolRGB2HLS", None, U8_16_32, channels=4),
-    conv_case("hls_to_rgb", "zolHLS2RGB", b"HLS", U8_16_32),
-    conv_case("rgb_to_xyz", "zolRGB2XYZ", None, U8_16_32 + [np.float32]),
-    conv_case("xyz_to_rgb", "zolXYZ2RGB", b"XYZ", U8_16_32 + [np.float32]),
-    conv_case("rgb_to_ycrcb", "zolRGB2YCrCb", None, U8_16_32 + [np.float32]),
-    conv_case("ycrcb_to_rgb", "zolYCrCb2RGB", b"YCr", U8_16_32 + [np.float32]),
-    conv_case("rgb_to_yuv", "zolRGB2YUV", None, [np.int32, np.float32]),
-    conv_case("rgb_to_yuv", "zolRGB2YUV", None, [np.uint8], np.int8),
-    conv_case("rgb_to_yuv", "zolRGB2YUV", None, [np.uint16], np.int16),
-    conv_case("yuv_to_rgb", "zolYUV2RGB", b"YUV", [np.int32, np.float32]),
-    conv_case("yuv_to_rgb", "zolYUV2RGB", b"YUV", [np.int8], np.uint8),
-    conv_case("yuv_to_rgb", "zolYUV2RGB", b"YUV", [np.int16], np.uint16),
-    conv_case("ycc_to_rgb", "zolYCC2RGB", b"YCC", [np.uint8]),
-    conv_case("rgb_to_luv", "zolRGB2LUV", None, [np.float32]),
-    conv_case("luv_to_rgb", "zolLUV2RGB", b"LUV", [np.float32]),
-    ("bgr_to_hsv", [np.uint8], 3, lambda s: zol.rgb_to_hsv(s, order="BGR"),
-     lambda s: convert("zolRGB2HSV", s.dtype, s, seq=b"BGR")),
-    ("hsv_to_bgr", [np.uint16], 3, lambda s: zol.hsv_to_rgb(s, order="BGR"),
-     lambda s: convert("zolHSV2RGB", s.dtype, s, b"HSV", seq=b"BGR")),
-    ("color_to_gray", [np.uint8, np.uint16], 3, lambda s: zol.color_to_gray(s),
-     lambda s: convert("zolColorToGray", s.dtype, s, channels=1)),
-    ("color_to_gray-32s", [np.int32], 4, lambda s: zol.color_to_gray(s),
-     lambda s: convert("zolColorToGray", np.uint16, s, channels=1)),
-    ("color_to_gray-bits", [np.uint8, np.uint16], 3,
-     lambda s: zol.color_to_gray(s, bool, order="BGR"),
-     lambda s: convert("zolColorToGray", np.bool_, s, seq=b"BGR", channels=1)),
-    ("color_to_gray-deeper", [np.uint8], 3, lambda s: zol.color_to_gray(s, np.uint16),
-     lambda s: convert("zolColorToGray", np.uint16, s, channels=1)),
-    ("gray_to_color", [np.uint8, np.uint16, np.int32], 1, lambda s: zol.gray_to_color(s),
-     lambda s: cref_into("zolGrayToColor", s, (H, W, 3), s.dtype,
-                         np.float32(0), np.float32(0), np.float32(0))),
-    ("gray_to_color-weights", [np.uint8, np.uint16, np.bool_], 1,
+    (f"rgb_to_{n}", dts, 3, getattr(zol, f"rgb_to_{n}"), lib(f"zolRGB2{c}", None, 3))
+    for n, c, dts in CONVERSIONS
+] + [
+    (f"{n}_to_rgb", dts, 3, getattr(zol, f"{n}_to_rgb"),
+     lib(f"zol{c}2RGB", None, 3, model=c[:3].encode()))
+    for n, c, dts in CONVERSIONS
+] + [
+    ("rgb_to_yuv", [dt], 3, zol.rgb_to_yuv, lib("zolRGB2YUV", SIGNED[dt], 3)) for dt in ALL
+] + [
+    ("yuv_to_rgb", [SIGNED[dt]], 3, zol.yuv_to_rgb, lib("zolYUV2RGB", dt, 3, model=b"YUV"))
+    for dt in ALL
+] + [
+    ("ycc_to_rgb", [U8], 3, zol.ycc_to_rgb, lib("zolYCC2RGB", None, 3, model=b"YCC")),
+    ("rgba_to_hls", [U16], 4, zol.rgb_to_hls, lib("zolRGB2HLS", None, 3)),
+    ("bgr_to_hsv", [U8], 3, lambda s: zol.rgb_to_hsv(s, order="BGR"),
+     lib("zolRGB2HSV", None, 3, seq=b"BGR")),
+    ("hsv_to_bgr", [U16], 3, lambda s: zol.hsv_to_rgb(s, order="BGR"),
+     lib("zolHSV2RGB", None, 3, model=b"HSV", seq=b"BGR")),
+    ("color_to_gray", [U8, U16], 3, zol.color_to_gray, lib("zolColorToGray", None, 1)),
+    ("color_to_gray-32s", [S32], 4, zol.color_to_gray, lib("zolColorToGray", U16, 1)),
+    ("color_to_gray-bits", [U8, U16], 3, lambda s: zol.color_to_gray(s, bool, order="BGR"),
+     lib("zolColorToGray", np.bool_, 1, seq=b"BGR")),
+    ("color_to_gray-deeper", [U8], 3, lambda s: zol.color_to_gray(s, np.uint16),
+     lib("zolColorToGray", U16, 1)),
+    ("gray_to_color", [U8, U16, S32], 1, zol.gray_to_color,
+     lib("zolGrayToColor", None, 3, F32(0), F32(0), F32(0), model=b"GRAY")),
+    ("gray_to_color-weights", [U8, U16], 1,
      lambda s: zol.gray_to_color(s, (1.0, 0.5, 0.25), order="BGR"),
-     lambda s: cref_into("zolGrayToColor", s, (H, W, 3),
-                         np.uint8 if s.dtype == np.bool_ else s.dtype,
-                         np.float32(1), np.float32(0.5), np.float32(0.25), seq=b"BGR")),
-    ("reduce_bits", [np.uint16], 3, lambda s: zol.reduce_bits(s, 8),
-     lambda s: reduced(s, np.uint8, 0, 1, 8)),
-    ("reduce_bits-fs", [np.uint16], 1, lambda s: zol.reduce_bits(s, 8, levels=3, dither="fs"),
-     lambda s: reduced(s, np.uint8, 0, 2, 3)),
-    ("reduce_bits-stucki", [np.int32], 3,
+     lib("zolGrayToColor", None, 3, F32(1), F32(0.5), F32(0.25), model=b"GRAY", seq=b"BGR")),
+    ("gray_to_color-bits", [np.bool_], 1, lambda s: zol.gray_to_color(s, (0.2, 0.5, 0.7)),
+     lib("zolGrayToColor", U8, 3, F32(0.2), F32(0.5), F32(0.7), model=b"GRAY")),
+    ("reduce_bits", [U16], 3, lambda s: zol.reduce_bits(s, 8),
+     lib("zolReduceBits", U8, 3, 0, 1, 8, model=False)),
+    ("reduce_bits-fs", [U16], 1, lambda s: zol.reduce_bits(s, 8, levels=3, dither="fs"),
+     lib("zolReduceBits", U8, 1, 0, 2, 3, model=False)),
+    ("reduce_bits-stucki", [S32], 3,
      lambda s: zol.reduce_bits(s, 16, levels=10, dither=zol.Dither.STUCKI),
-     lambda s: reduced(s, np.uint16, 0, 8, 10)),
-    ("reduce_bits-bayer", [np.uint16], 3, lambda s: zol.reduce_bits(s, 8, levels=2,
-                                                                     dither="bayer"),
-     lambda s: reduced(s, np.uint8, 0, 16, 2)),
-    ("reduce_bits-jitter", [np.uint8, np.uint16, np.int32], 1,
+     lib("zolReduceBits", U16, 3, 0, 8, 10, model=False)),
+    ("reduce_bits-bayer", [U16], 3, lambda s: zol.reduce_bits(s, 8, levels=2, dither="bayer"),
+     lib("zolReduceBits", U8, 3, 0, 16, 2, model=False)),
+    ("reduce_bits-jitter", [U8, U16, S32], 1,
      lambda s: seeded(lambda: zol.reduce_bits(s, 1, jitter=5)),
-     lambda s: reduced(s, np.bool_, 5, 1, 1)),
-    ("reduce_bits-jjn-out", [np.uint16], 1,
-     lambda s: seeded(lambda: zol.reduce_bits(s, levels=4, dither="jjn", jitter=2,
-                                              out=np.zeros((H, W), np.uint8))),
-     lambda s: reduced(s, np.uint8, 2, 4, 4)),
-    ("twist", [np.uint8, np.uint16], 3,
-     lambda s: zol.ColorTwist(TWIST, 6).apply(s, 7),
-     lambda s: twisted(s, 7)),
-    ("twist-alpha-roi", [np.uint8, np.uint16], 4,
-     lambda s: zol.apply_color_twist(s, zol.ColorTwist(TWIST + [[1, 2, 3, 4]], 6), -3,
-                                     roi=(2, 1, 8, 5)),
-     lambda s: twisted(s, -3, roi=(2, 1, 8, 5))),
-    ("twist-mask-out", [np.uint8], 3,
+     lib("zolReduceBits", np.bool_, 1, 5, 1, 1, model=False, srand=11)),
+    ("reduce_bits-jjn-out", [U16], 1, lambda s: seeded(lambda: zol.reduce_bits(
+        s, levels=4, dither="jjn", jitter=2, out=np.zeros((H, W), U8))),
+     lib("zolReduceBits", U8, 1, 2, 4, 4, model=False, srand=11)),
+    ("twist", [U8, U16], 3, lambda s: zol.ColorTwist(TWIST, 6).apply(s, 7),
+     lib("zolApplyColorTwist", None, 3, twist(), 7, model=False)),
+    ("twist-alpha-roi", [U8, U16], 4,
+     lambda s: zol.apply_color_twist(s, zol.ColorTwist(TWIST, 6), -3, roi=(2, 1, 8, 5)),
+     lambda s: lib("zolApplyColorTwist", None, 4, twist(), -3, roi=(2, 1, 8, 5), start=s,
+                   model=False)(s)),
+    ("twist-mask-out", [U8], 3,
      lambda s: zol.ColorTwist(TWIST, 6).apply(s, mask=MASK, out=np.ones_like(s)),
-     lambda s: twisted(s, 0, start=np.ones_like(s), mask=MASK)),
-    ("twist-in-place", [np.uint16], 3,
-     lambda s: zol.ColorTwist(TWIST, 6).apply(s, 0, out=s),
-     lambda s: twisted(s, 0, in_place=True)),
+     lib("zolApplyColorTwist", None, 3, twist(), 0, start=np.ones((H, W, 3), U8), mask=MASK,
+         model=False)),
+    ("twist-in-place", [U16], 3, lambda s: zol.ColorTwist(TWIST, 6).apply(s, out=s),
+     lib("zolApplyColorTwist", None, 3, twist(), 0, start=True, model=False)),
 ]
-
-
-def cref_into(fname, s, shape, dtype, *args, seq=b"RGB"):
-    dst = np.zeros(shape, dtype)
-    hd = Header(dst)
-    hd.image.channelSeq = seq
-    cref(fname, s, hd, *args)
-    return dst
 
 
 @pytest.mark.parametrize("case,dtype", [(c, d) for c in CASES for d in c[1]],
                          ids=lambda v: v[0] if isinstance(v, tuple) else np.dtype(v).name)
 def test_against_library(case, dtype):
     _, _, channels, binding, reference = case
-    shape = (H, W) if channels == 1 else (H, W, channels)
-    src = rand(shape, dtype, 4)
-    if dtype == np.float32:
+    src = rand((H, W) if channels == 1 else (H, W, channels), dtype, 4)
+    if dtype == F32:
         src = np.abs(src) / 100  # colour values in 0..1
-    got = binding(src.copy())
-    want = reference(src.copy())
+    got, want = binding(src.copy()), reference(src.copy())
     assert got.dtype == want.dtype
     np.testing.assert_array_equal(got, want)
 
@@ -176,7 +145,7 @@ def test_twist_record_and_errors():
     with pytest.raises(TypeError):
         zol.ColorTwist(np.array(TWIST) / 2)
     with pytest.raises(zol.Error) as e:
-        zol.rgb_to_hsv(rand((H, W, 3), np.float32))
+        zol.rgb_to_hsv(rand((H, W, 3), F32))
     assert (e.value.status, e.value.function) == (-5, "ownRGB2HSV")
     with pytest.raises(ValueError, match="dither"):
-        zol.reduce_bits(rand((H, W), np.uint16), 8, dither="atkinson")
+        zol.reduce_bits(rand((H, W), U16), 8, dither="atkinson")
