@@ -39,8 +39,12 @@ const char* rgbOrder(const std::string& order) {
     throw py::value_error("order: RGB or BGR, not '" + order + "'");
 }
 
-// Three letters and their terminating zero.
+// Names an image of three or more channels (three letters and their
+// terminating zero). Fewer channels keep their gray names, which the
+// library refuses where it wants colour: it reads three channels from an
+// image called RGB without counting them.
 void name(ZolImage* im, const char* model, const char* seq) {
+    if (im->nChannels < 3) return;
     std::memcpy(im->colorModel, model, 4);
     std::memcpy(im->channelSeq, seq, 4);
 }

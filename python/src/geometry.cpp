@@ -3,6 +3,7 @@
 // and dst_roi= the destination (and its mask); coi= names the channel on
 // both sides. A new destination starts as zeros: these functions leave
 // pixels outside what they map untouched.
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <utility>
@@ -61,6 +62,9 @@ struct Geo {
 
     ZolImage* source(py::handle src, py::handle roi) {
         ZolImage* s = call.source(src, "src", false);
+        // out=src: one header on both sides, which the library refuses as
+        // in place, rather than two over the same pixels.
+        if (!where.out.is_none() && where.out.is(src)) same = s;
         const int coi = where.coi.is_none() ? 0 : where.coi.cast<int>() + 1;
         if (!roi.is_none()) {
             numbers(roi, srcRect, 4, "roi");
@@ -75,6 +79,7 @@ struct Geo {
 
     // The destination; width and height matter only without out=.
     ZolImage* target(int width, int height) {
+        if (same) return same;
         const py::array& a = call.image(0).array();
         ZolImage* d = call.target(height, width, a.ndim() == 3 ? int(a.shape(2)) : 0, a.dtype());
         if (where.out.is_none()) {
@@ -91,9 +96,12 @@ struct Geo {
         return target(wh[0], wh[1]);
     }
 
+    py::object result() { return same ? where.out : call.result(); }
+
     Where where;
     Call call;
     int srcRect[4] = {0, 0, 0, 0};
+    ZolImage* same = nullptr;
 };
 
 // ---- resize, zoom, decimate ----------------------------------------------
@@ -137,8 +145,14 @@ py::object scale(const char* cfunc, ScaleFn fn, py::handle src, py::object size,
     int wh[2] = {0, 0};
     if (!size.is_none())
         numbers(size, wh, 2, "size");
-    else if (!factors.is_none())
-        wh[0] = int(int64_t(g.srcRect[2]) * xd / xs), wh[1] = int(int64_t(g.srcRect[3]) * yd / ys);
+    else if (!factors.is_none()) {
+        // Factors the library refuses give an empty array and its report.
+        const auto scaled = [](int n, int num, int den) {
+            if (den <= 0 || num <= 0 || n <= 0) return 0;
+            return int(std::min<int64_t>(int64_t(n) * num / den, 1 << 30));
+        };
+        wh[0] = scaled(g.srcRect[2], xd, xs), wh[1] = scaled(g.srcRect[3], yd, ys);
+    }
     else if (out.is_none())
         throw py::type_error(std::string(cfunc) + ": give the size, factors or out");
     ZolImage* d = g.target(wh[0], wh[1]);
@@ -149,7 +163,7 @@ py::object scale(const char* cfunc, ScaleFn fn, py::handle src, py::object size,
         yd = r ? r->height : d->height, ys = g.srcRect[3];
     }
     g.call.run([&] { fn(s, d, xd, xs, yd, ys, mode); });
-    return g.call.result();
+    return g.result();
 }
 
 void defScale(py::module_& m, const char* name, const char* cfunc, ScaleFn fn, const char* doc) {
@@ -179,7 +193,7 @@ py::object warpAffine(py::handle src, py::handle coeffs, py::handle interp, py::
     ZolImage* s = g.source(src, roi);
     ZolImage* d = g.target(dsize);
     g.call.run([&] { zolWarpAffine(s, d, rows<2, 3>(c), mode); });
-    return g.call.result();
+    return g.result();
 }
 
 py::object rotate(py::handle src, double angle, py::handle shift, py::handle interp,
@@ -197,7 +211,7 @@ py::object rotate(py::handle src, double angle, py::handle shift, py::handle int
         if (turn) zolGetRotateShift(ctr[0], ctr[1], angle, &sh[0], &sh[1]);
         zolRotate(s, d, angle, sh[0], sh[1], mode);
     });
-    return g.call.result();
+    return g.result();
 }
 
 py::object shear(py::handle src, py::handle amount, py::handle shift, py::handle interp,
@@ -211,7 +225,7 @@ py::object shear(py::handle src, py::handle amount, py::handle shift, py::handle
     ZolImage* s = g.source(src, roi);
     ZolImage* d = g.target(dsize);
     g.call.run([&] { zolShear(s, d, k[0], k[1], sh[0], sh[1], mode); });
-    return g.call.result();
+    return g.result();
 }
 
 // ---- helpers over an image's region ------------------------------------
@@ -334,7 +348,8 @@ void bindGeometry(py::module_& m) {
         "(x_shift, y_shift) plus the shift that makes rotate by angle turn about the centre "
         "(zolGetRotateShift).");
     defMapped<2, 4, 4>(m, "get_bilinear_quad", "zolGetBilinearQuad", zolGetBilinearQuad,
-                       "The image's region mapped by the 2x4 bilinear matrix (zolGetBilinearQuad).");
+                       "The image's region mapped by the 2x4 bilinear matrix "
+                       "(zolGetBilinearQuad).");
     defMapped<2, 4, 2>(m, "get_bilinear_bound", "zolGetBilinearBound", zolGetBilinearBound,
                        "The bound of get_bilinear_quad (zolGetBilinearBound).");
     defTransform<2, 4>(m, "get_bilinear_transform", "zolGetBilinearTransform",

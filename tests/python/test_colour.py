@@ -137,5 +137,7 @@ def test_twist_record_and_errors():
     with pytest.raises(zol.Error) as e:
         zol.rgb_to_hsv(rand((H, W, 3), F32))
     assert (e.value.status, e.value.function) == (-5, "ownRGB2HSV")
+    with pytest.raises(zol.Error, match="must be RGB"):  # never read as three channels
+        zol.color_to_gray(rand((H, W), U8))
     with pytest.raises(ValueError, match="dither"):
         zol.reduce_bits(rand((H, W), U16), 8, dither="atkinson")

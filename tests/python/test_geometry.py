@@ -128,6 +128,8 @@ def test_interp_names_and_errors():
         zol.resize(s, (9, 9), "bicubic")
     with pytest.raises(TypeError):
         zol.resize(s)
+    with pytest.raises(zol.Error, match="in-pla"):
+        zol.resize(s, out=s)  # one header, refused, not two over the same pixels
     with pytest.raises(zol.Error) as e:
         zol.warp_affine(s, [[1, 2, 0], [2, 4, 0]])
     assert (e.value.status, e.value.function, e.value.context) == (
