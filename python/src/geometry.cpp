@@ -192,7 +192,8 @@ py::object warpAffine(py::handle src, py::handle coeffs, py::handle interp, py::
     Geo g("zolWarpAffine", out, dstRoi, coi, py::none());
     ZolImage* s = g.source(src, roi);
     ZolImage* d = g.target(dsize);
-    g.call.run([&] { zolWarpAffine(s, d, rows<2, 3>(c), mode); });
+    const auto* m = rows<2, 3>(c);
+    g.call.run([&] { zolWarpAffine(s, d, m, mode); });
     return g.result();
 }
 
@@ -243,7 +244,8 @@ void defMapped(py::module_& m, const char* name, const char* cfunc, F fn, const 
             Where w{py::none(), roi, py::none(), py::none()};
             Call call(cfunc, w);
             ZolImage* im = call.source(image, "image");
-            call.run([&] { fn(im, rows<R, C>(c), o); });
+            const auto* m = rows<R, C>(c);
+            call.run([&] { fn(im, m, o); });
             return out;
         },
         "image"_a, "matrix"_a, py::kw_only(), "roi"_a = py::none(), doc);
@@ -262,7 +264,8 @@ void defTransform(py::module_& m, const char* name, const char* cfunc, F fn, con
             Where w{py::none(), roi, py::none(), py::none()};
             Call call(cfunc, w);
             ZolImage* im = call.source(image, "image");
-            call.run([&] { fn(im, o, rows<4, 2>(q)); });
+            const auto* corners = rows<4, 2>(q);
+            call.run([&] { fn(im, o, corners); });
             return out;
         },
         "image"_a, "quad"_a, py::kw_only(), "roi"_a = py::none(), doc);

@@ -31,7 +31,7 @@ def out(fname, size, s, *args, src_kw=None, dst_kw=None):
     mask = kw.pop("mask", None)
     d = Header(dst, **kw)
     if mask is not None:
-        m = Header(mask)
+        m = Header(mask, roi=kw.get("roi"))
         d.image.maskROI = ctypes.pointer(m.image)
     cref(fname, (s, src_kw or {}), d, *args)
     return dst
@@ -60,7 +60,7 @@ def in_place(s):
     return s
 
 
-MASK = rand((H, W), np.bool_, 9)
+MASK, MASK2 = rand((H, W), np.bool_, 9), rand((20, 20), np.bool_, 8)
 R1, R2 = (2, 1, 9, 7), (3, 2, 14, 12)
 
 # (id, [(dtype, channels)], binding(src), reference(src))
@@ -74,6 +74,8 @@ CASES = [
      lambda s: zol.resize(s, (20, 20), zol.Interp.CUBIC, roi=R1, dst_roi=R2, coi=1),
      lambda s: out("zolResize", (20, 20), s, 14, 9, 12, 7, 2, src_kw=dict(roi=R1, coi=2),
                    dst_kw=dict(roi=R2, coi=2))),
+    ("resize-mask", [U8C3, U16], lambda s: zol.resize(s, (20, 20), dst_roi=R2, mask=MASK2),
+     lambda s: out("zolResize", (20, 20), s, 14, W, 12, H, 1, dst_kw=dict(roi=R2, mask=MASK2))),
     ("resize-area", [U8C3, U16], lambda s: zol.resize(s, (8, 5), "area"),
      lambda s: out("zolResize", (5, 8), s, 8, W, 5, H, 3)),
     ("zoom", [U8, BITS], lambda s: zol.zoom(s, (30, 20), "cubic"),
