@@ -28,7 +28,7 @@ int interpMode(py::handle mode) {
     return py::int_(mode.attr("__int__")()).cast<int>();
 }
 
-// (a, b) of numbers, or n numbers into v.
+// The n numbers of a sequence into v.
 template <class T>
 void numbers(py::handle obj, T* v, size_t n, const char* name) {
     py::sequence s = py::reinterpret_borrow<py::object>(obj).cast<py::sequence>();
@@ -115,10 +115,13 @@ void factor(py::handle f, int& num, int& den) {
         num = v[0], den = v[1];
         return;
     }
+    if (py::isinstance<py::int_>(f)) {
+        num = f.cast<int>(), den = 1;
+        return;
+    }
     static py::handle fraction =
         py::object(py::module_::import("fractions").attr("Fraction")).release();
-    py::object q = fraction(py::isinstance<py::float_>(f) ? py::object(py::repr(f))
-                                                         : py::reinterpret_borrow<py::object>(f));
+    py::object q = fraction(py::repr(py::float_(py::reinterpret_borrow<py::object>(f))));
     q = q.attr("limit_denominator")(1 << 20);
     num = q.attr("numerator").cast<int>();
     den = q.attr("denominator").cast<int>();
@@ -143,18 +146,18 @@ py::object scale(const char* cfunc, ScaleFn fn, py::handle src, py::object size,
         }
     }
     int wh[2] = {0, 0};
-    if (!size.is_none())
+    if (!size.is_none()) {
         numbers(size, wh, 2, "size");
-    else if (!factors.is_none()) {
+    } else if (!factors.is_none()) {
         // Factors the library refuses give an empty array and its report.
         const auto scaled = [](int n, int num, int den) {
             if (den <= 0 || num <= 0 || n <= 0) return 0;
             return int(std::min<int64_t>(int64_t(n) * num / den, 1 << 30));
         };
         wh[0] = scaled(g.srcRect[2], xd, xs), wh[1] = scaled(g.srcRect[3], yd, ys);
-    }
-    else if (out.is_none())
+    } else if (out.is_none()) {
         throw py::type_error(std::string(cfunc) + ": give the size, factors or out");
+    }
     ZolImage* d = g.target(wh[0], wh[1]);
     if (factors.is_none()) {
         // The factors that take the source region onto the destination's.
