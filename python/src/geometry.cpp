@@ -235,7 +235,7 @@ py::object shear(py::handle src, py::handle amount, py::handle shift, py::handle
 // ---- helpers over an image's region ------------------------------------
 
 // fn(image, coeffs, result) for the Quad and Bound helpers: an array of
-// shape (rowsOut, 2).
+// shape (N, 2).
 template <int R, int C, int N, class F>
 void defMapped(py::module_& m, const char* name, const char* cfunc, F fn, const char* doc) {
     m.def(
