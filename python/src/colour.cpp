@@ -79,6 +79,10 @@ void defConvert(py::module_& m, const char* pyName, const char* cfunc, Convert f
             const Image& si = c.image(0);
             ZolImage* d = c.target(si.height(), si.width(), 3,
                                    convertedType(si.array().dtype(), yuv), nullptr, false);
+            // YUV rows are written at the source's sample width, whatever
+            // the destination's depth: a narrower out= would be overrun.
+            if (yuv && (d->depth & 0xFF) < (s->depth & 0xFF))
+                throw py::type_error("out: samples as wide as src's");
             if (fromRgb)
                 name(s, "RGB", seq);
             else

@@ -139,5 +139,7 @@ def test_twist_record_and_errors():
     assert (e.value.status, e.value.function) == (-5, "ownRGB2HSV")
     with pytest.raises(zol.Error, match="must be RGB"):  # never read as three channels
         zol.color_to_gray(rand((H, W), U8))
+    with pytest.raises(TypeError, match="wide"):  # the library would write past its rows
+        zol.rgb_to_yuv(rand((H, W, 3), U16), out=np.zeros((H, W, 3), np.int8))
     with pytest.raises(ValueError, match="dither"):
         zol.reduce_bits(rand((H, W), U16), 8, dither="atkinson")
