@@ -4,6 +4,7 @@
 // takes no region there), so they take out= only; the twist takes roi= and
 // mask= as well.
 #include <cstring>
+#include <new>
 #include <string>
 #include <utility>
 
@@ -119,6 +120,7 @@ public:
         const Where none = outOnly(py::none());
         Call c("zolCreateColorTwist", none);
         c.run([&] { p_ = zolCreateColorTwist(data, scale); });
+        if (!p_) throw std::bad_alloc();
     }
     ~Twist() { zolDeleteColorTwist(p_); }
     Twist(const Twist&) = delete;
