@@ -82,6 +82,7 @@ struct Geo {
         if (same) return same;
         const py::array& a = call.image(0).array();
         ZolImage* d = call.target(height, width, a.ndim() == 3 ? int(a.shape(2)) : 0, a.dtype());
+        call.apart();  // another view of the source's memory is read from a copy
         if (where.out.is_none()) {
             py::array fresh = call.image(1).array();
             std::memset(fresh.mutable_data(), 0, size_t(fresh.nbytes()));
