@@ -98,20 +98,30 @@ py 'scene = imread("input/scene.jpg")' \
 for i in nn linear cubic area; do
     run "The rings reduced to 96x72, --interp $i (aliasing shows in the outer rings)" \
         "rings-$i.png" resize --size 96x72 --interp "$i" input/rings.png "rings-$i.png"
+    py 'rings = imread("input/rings.png")' "out = zol.resize(rings, (96, 72), interp=\"${i/nn/nearest}\")" \
+        "imsave(\"rings-$i.png\", out)"
 done
 run "The chart enlarged by 3/2, cubic" zoom.png \
     zoom --factor 3/2 --interp cubic input/chart.png zoom.png
+py 'chart = imread("input/chart.png")' 'out = zol.zoom(chart, factors=((3, 2), (3, 2)), interp="cubic")' \
+    'imsave("zoom.png", out)'
 run "The landscape in gray" gray.png gray input/scene.jpg gray.png
+py 'scene = imread("input/scene.jpg")' 'out = zol.color_to_gray(scene)' 'imsave("gray.png", out)'
 for d in none fs jjn stucki bayer; do
     run "One bit per sample, --dither $d" "dither-$d.png" \
         reduce --bits 1 --dither "$d" gray.png "dither-$d.png"
+    py 'gray = imread("gray.png")' "out = zol.reduce_bits(gray.astype(np.uint16) * 257, 8, levels=1, dither=\"$d\")" "imsave(\"dither-$d.png\", out)"
 done
 run "Hues rotated by a third of a turn: a twist sending R to G, G to B, B to R" twist.png \
     twist --matrix "0 0 256 0;256 0 0 0;0 256 0 0" --shift 8 input/chart.png twist.png
+py 'chart = imread("input/chart.png")' \
+    'out = zol.ColorTwist([[0, 0, 256, 0], [256, 0, 0, 0], [0, 256, 0, 0]], 8).apply(chart)' \
+    'imsave("twist.png", out)'
 run "The chart as H, S, V planes (hsv-1, hsv-2, hsv-3; H halved to fit 8 bits)" hsv-1.png \
     convert --to hsv --planes input/chart.png hsv.png
 run "Gray spread into colour by weights 1, 0.7, 0.3" colorize.png \
     colorize --weights 1,0.7,0.3 gray.png colorize.png
+py 'gray = imread("gray.png")' 'out = zol.gray_to_color(gray, (1, 0.7, 0.3))' 'imsave("colorize.png", out)'
 run "A translucent disc the tool draws" input/disc.png \
     chart --shape disc --size 256x192 input/disc.png
 run "A translucent square the tool draws" input/square.png \

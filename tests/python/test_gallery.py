@@ -20,14 +20,17 @@ pytestmark = pytest.mark.skipif(not TOOL, reason="the zol tool is not built")
 def read_pnm(path):
     with open(path, "rb") as f:
         data = f.read()
-    fields = re.match(rb"(P[456])\s+(\d+)\s+(\d+)\s+(?:(\d+)\s)?", data)
-    kind, w, h = fields.group(1), int(fields.group(2)), int(fields.group(3))
+    kind = data[:2]
+    # P4 has no maximum value; its bits may follow the height at once
+    fields = re.match(rb"P4\s+(\d+)\s+(\d+)\s" if kind == b"P4" else
+                      rb"P[56]\s+(\d+)\s+(\d+)\s+(\d+)\s", data)
+    w, h = int(fields.group(1)), int(fields.group(2))
     body = data[fields.end():]
     if kind == b"P4":
         bits = np.frombuffer(body, np.uint8).reshape(h, -1)
         return np.unpackbits(bits, axis=1, count=w) != 0
     c = 3 if kind == b"P6" else 1
-    dtype = np.dtype(">u2") if int(fields.group(4)) > 255 else np.dtype(np.uint8)
+    dtype = np.dtype(">u2") if int(fields.group(3)) > 255 else np.dtype(np.uint8)
     a = np.frombuffer(body, dtype, h * w * c).astype(dtype.newbyteorder("="))
     return a.reshape((h, w, c) if c == 3 else (h, w))
 
