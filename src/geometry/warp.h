@@ -1,7 +1,9 @@
 // The warp engine: a source rectangle mapped onto a quadrangle of the
 // destination through an inverse mapping, written row by row over a scan
-// table of the quadrangle clipped to the destination rectangle. The affine
-// front ends use it; the bilinear and perspective warps are to share it.
+// table of the quadrangle clipped to the destination rectangle, or every
+// pixel of the destination rectangle through a forward mapping from a
+// quadrangle of the source. The affine, bilinear and perspective warps
+// share it.
 #pragma once
 
 #include <cstdint>
@@ -19,10 +21,17 @@ int ownQuadCheck(const double q[4][2]);
 enum WarpKind { kWarpAffine = 0, kWarpBilinear = 1, kWarpPerspective = 2 };
 
 // Maps the source region onto quad (destination coordinates) and writes
-// the destination pixels inside it, reporting under func. Leaves its
-// outcome in the thread's status.
+// the destination pixels inside it; or, fromQuad, maps the destination
+// region onto quad (source coordinates) and writes every destination pixel
+// whose sample lies in the source region. Reports under func and leaves
+// its outcome in the thread's status.
 void ownWarpEngine(const char* func, const ZolImage* src, ZolImage* dst, const double quad[4][2],
-                   int interpolate, WarpKind kind);
+                   int interpolate, WarpKind kind, bool fromQuad = false);
+
+// The header checks shared by the warps (depths, origins, orders, signed
+// depths, warpFlag when given, in place): each runs and reports; false
+// when any failed.
+bool warpChecks(const char* func, const ZolImage* src, const ZolImage* dst, const int* warpFlag = nullptr);
 
 // The coefficients taking the rectangle (x0, y0)..(x1, y1) onto quad.
 void bilinearTransform(int x0, int y0, int x1, int y1, const double quad[4][2], double c[2][4]);
