@@ -28,6 +28,7 @@
 #include "measure/threshold.h"
 #include "filter/rank.h"
 #include "geometry/mirror.h"
+#include "geometry/warp.h"
 
 namespace {
 
@@ -403,6 +404,25 @@ std::vector<Entry> mirrorEntries() {
     return e;
 }
 
+// The run as a plane of 5-byte rows (the last word read at its very end),
+// sampled at positions spread over it and past its edges.
+std::vector<Entry> warpEntries() {
+    return {{"perspectiveLinear8", 1, false,
+             [fn = zol::geo::warpKernels().perspectiveLinear8](const uint8_t* a, const uint8_t*, uint8_t* d, size_t n,
+                                                                const Param& p) {
+                 const int ih = int(n / 5);
+                 if (ih < 2) return;
+                 std::vector<double> nu(n), nv(n), dn(n);
+                 for (size_t k = 0; k < n; ++k) {
+                     dn[k] = 0.5 + double((p.bits >> (k % 24)) & 7) / 8;
+                     nu[k] = (double(k % 9) * 0.61 - 1.2) * dn[k];
+                     nv[k] = (double(k % 13) * double(ih) / 11.0 - 0.7) * dn[k];
+                 }
+                 fn(nu.data(), nv.data(), dn.data(), int(n), a, 5, 5, ih, int(p.bits % 3), 0, ptrdiff_t(n), d);
+             },
+             false}};
+}
+
 struct Family {
     const char* name;
     std::vector<Entry> (*entries)();
@@ -422,6 +442,7 @@ const Family kFamilies[] = {
     {"threshold", thresholdEntries, zol::thresholdForm},
     {"rank", rankEntries, zol::rankForm},
     {"mirror", mirrorEntries, zol::geo::mirrorForm},
+    {"warp", warpEntries, zol::geo::warpForm},
 };
 
 // Bytes mostly from the edges of 8-, 16- and 32-bit elements, which makes

@@ -152,6 +152,7 @@ struct Job {
     const int32_t* left;
     const int32_t* right;
     int xLo, xHi, yLo, yHi;
+    ptrdiff_t avail = 0;  // bytes from s.p a vector pass may read (0: none)
 };
 
 // Calls f(y, l, x0, x1) for each row of the table meeting the part: l is the
@@ -433,6 +434,27 @@ void scanDouble(const Job& j, Chain g, int depth, int ox, int oy) {
     else scanDoubleMode<uint16_t, Test>(j, g, ox, oy);
 }
 
+// The perspective scan of one 8U channel, linear, without the test: the
+// chains run here, pixel by pixel as everywhere, into short buffers that
+// the form's row pass samples.
+void scanPerspectiveLinear8(const Job& j, int ox, int oy) {
+    constexpr int kChunk = 256;
+    double nu[kChunk], nv[kChunk], dn[kChunk];
+    const PerspectiveRow pass = warpKernels().perspectiveLinear8;
+    const auto* s = reinterpret_cast<const uint8_t*>(j.s.p);
+    forRows(j, [&](int y, int l, int x0, int x1) {
+        PerspectiveChain g{j};
+        g.row(y, l);
+        for (int x = l; x < x0; ++x) g.step();
+        auto* out = reinterpret_cast<uint8_t*>(j.d.p + j.d.row * (y - j.dy)) + (x0 - j.dx);
+        for (int x = x0; x <= x1; x += kChunk) {
+            const int n = std::min(kChunk, x1 - x + 1);
+            for (int k = 0; k < n; ++k, g.step()) nu[k] = g.nu, nv[k] = g.nv, dn[k] = g.dn;
+            pass(nu, nv, dn, n, s, j.s.row, j.iw, j.ih, ox, oy, j.avail, out + (x - x0));
+        }
+    });
+}
+
 // The bilinear mapping of the destination rectangle onto a quadrangle of
 // the source, in 16.16 throughout: the second difference lives in the
 // column step, so no multiplication is made per pixel.
@@ -552,7 +574,9 @@ void runKernel(const Job& j, WarpKind kind, bool fromQuad, bool test, int depth)
                 else scanDouble<false>(j, AffineChain{j}, depth, 0, 0);
         }
     } else if (kind == kWarpPerspective) {
-        if (test) scanDouble<true>(j, PerspectiveChain{j}, depth, j.ox, j.oy);
+        if (!test && depth == ZOL_DEPTH_8U && j.mode == kInterLinear && j.ch == 1 && j.s.pix == 1 && j.d.pix == 1)
+            scanPerspectiveLinear8(j, j.ox, j.oy);
+        else if (test) scanDouble<true>(j, PerspectiveChain{j}, depth, j.ox, j.oy);
         else scanDouble<false>(j, PerspectiveChain{j}, depth, j.ox, j.oy);
     } else if (fromQuad) {
         if (depth == ZOL_DEPTH_1U) scanBilinearFixedMode<bool>(j);
@@ -613,6 +637,32 @@ BilinearBack bilinearBack(const double quad[4][2], int sw, int sh) {
 }
 
 }  // namespace
+
+void perspectiveLinear8(const double* nu, const double* nv, const double* dn, int count, const uint8_t* s,
+                        ptrdiff_t row, int iw, int ih, int ox, int oy, ptrdiff_t, uint8_t* out) {
+    for (int k = 0; k < count; ++k) {
+        const double r = 1.0 / dn[k], u = nu[k] * r, v = nv[k] * r;
+        const int64_t i = std::clamp<int64_t>(indexOf(u + kTol - 0.5) - ox, 0, iw - 2);
+        const int64_t j = std::clamp<int64_t>(indexOf(v + kTol - 0.5) - oy, 0, ih - 2);
+        const double fx = u - double(i + ox), fy = v - double(j + oy);
+        const uint8_t* e = s + row * j + i;
+        const double s00 = e[0], s01 = e[1], s10 = e[row], s11 = e[row + 1];
+        const double a = s00 + (s01 - s00) * fx, b = s10 + (s11 - s10) * fx;
+        out[k] = saturate<uint8_t>(rne(a + (b - a) * fy + kTol));
+    }
+}
+
+namespace {
+WarpKernels makeTable(Form form) {
+    WarpKernels k;
+    k.perspectiveLinear8 = perspectiveLinear8;
+    warpSimd(form, k);
+    return k;
+}
+}  // namespace
+
+const WarpKernels& warpKernels() { return tableForActiveForm(makeTable); }
+Form warpForm() { return activeForm(); }
 
 bool warpChecks(const char* func, const ZolImage* src, const ZolImage* dst, const int* warpFlag) {
     if (zolCheckImageHeader(src) != 0 || zolCheckImageHeader(dst) != 0) {
@@ -726,6 +776,7 @@ void ownWarpEngine(const char* func, const ZolImage* src, ZolImage* dst, const d
         j.s = planeIn(src, static_cast<char*>(block), stride, j.ih, 0, 0, cs.first);
     } else {
         j.s = planeIn(src, src->imageData, src->widthStep, src->height, rs.x, rs.y, cs.first);
+        j.avail = src->imageData + src->imageSize - j.s.p;
     }
     // One table for the whole destination rectangle: tiles take their part
     // of it, and row starts are rounded at its first row, so tiles give the
