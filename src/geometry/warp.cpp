@@ -434,9 +434,9 @@ void scanDouble(const Job& j, Chain g, int depth, int ox, int oy) {
     else scanDoubleMode<uint16_t, Test>(j, g, ox, oy);
 }
 
-// The perspective scan of one 8U channel, linear, without the test: the
-// chains run here, pixel by pixel as everywhere, into short buffers that
-// the form's row pass samples.
+// The perspective scan of 8U pixels of 1 or 3 interleaved channels,
+// linear, without the test: the chains run here, pixel by pixel as
+// everywhere, into short buffers that the form's row pass samples.
 void scanPerspectiveLinear8(const Job& j, int ox, int oy) {
     constexpr int kChunk = 256;
     double nu[kChunk], nv[kChunk], dn[kChunk];
@@ -446,11 +446,11 @@ void scanPerspectiveLinear8(const Job& j, int ox, int oy) {
         PerspectiveChain g{j};
         g.row(y, l);
         for (int x = l; x < x0; ++x) g.step();
-        auto* out = reinterpret_cast<uint8_t*>(j.d.p + j.d.row * (y - j.dy)) + (x0 - j.dx);
+        auto* out = reinterpret_cast<uint8_t*>(j.d.p + j.d.row * (y - j.dy)) + (x0 - j.dx) * j.ch;
         for (int x = x0; x <= x1; x += kChunk) {
             const int n = std::min(kChunk, x1 - x + 1);
             for (int k = 0; k < n; ++k, g.step()) nu[k] = g.nu, nv[k] = g.nv, dn[k] = g.dn;
-            pass(nu, nv, dn, n, s, j.s.row, j.iw, j.ih, ox, oy, j.avail, out + (x - x0));
+            pass(nu, nv, dn, n, s, j.s.row, j.ch, j.iw, j.ih, ox, oy, j.avail, out + (x - x0) * j.ch);
         }
     });
 }
@@ -574,7 +574,8 @@ void runKernel(const Job& j, WarpKind kind, bool fromQuad, bool test, int depth)
                 else scanDouble<false>(j, AffineChain{j}, depth, 0, 0);
         }
     } else if (kind == kWarpPerspective) {
-        if (!test && depth == ZOL_DEPTH_8U && j.mode == kInterLinear && j.ch == 1 && j.s.pix == 1 && j.d.pix == 1)
+        if (!test && depth == ZOL_DEPTH_8U && j.mode == kInterLinear && (j.ch == 1 || j.ch == 3) &&
+            j.s.pix == j.ch && j.d.pix == j.ch && (j.ch == 1 || (j.s.ch == 1 && j.d.ch == 1)))
             scanPerspectiveLinear8(j, j.ox, j.oy);
         else if (test) scanDouble<true>(j, PerspectiveChain{j}, depth, j.ox, j.oy);
         else scanDouble<false>(j, PerspectiveChain{j}, depth, j.ox, j.oy);
@@ -639,16 +640,18 @@ BilinearBack bilinearBack(const double quad[4][2], int sw, int sh) {
 }  // namespace
 
 void perspectiveLinear8(const double* nu, const double* nv, const double* dn, int count, const uint8_t* s,
-                        ptrdiff_t row, int iw, int ih, int ox, int oy, ptrdiff_t, uint8_t* out) {
+                        ptrdiff_t row, int n, int iw, int ih, int ox, int oy, ptrdiff_t, uint8_t* out) {
     for (int k = 0; k < count; ++k) {
         const double r = 1.0 / dn[k], u = nu[k] * r, v = nv[k] * r;
         const int64_t i = std::clamp<int64_t>(indexOf(u + kTol - 0.5) - ox, 0, iw - 2);
         const int64_t j = std::clamp<int64_t>(indexOf(v + kTol - 0.5) - oy, 0, ih - 2);
         const double fx = u - double(i + ox), fy = v - double(j + oy);
-        const uint8_t* e = s + row * j + i;
-        const double s00 = e[0], s01 = e[1], s10 = e[row], s11 = e[row + 1];
-        const double a = s00 + (s01 - s00) * fx, b = s10 + (s11 - s10) * fx;
-        out[k] = saturate<uint8_t>(rne(a + (b - a) * fy + kTol));
+        for (int c = 0; c < n; ++c) {
+            const uint8_t* e = s + row * j + i * n + c;
+            const double s00 = e[0], s01 = e[n], s10 = e[row], s11 = e[row + n];
+            const double a = s00 + (s01 - s00) * fx, b = s10 + (s11 - s10) * fx;
+            out[k * n + c] = saturate<uint8_t>(rne(a + (b - a) * fy + kTol));
+        }
     }
 }
 

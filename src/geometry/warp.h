@@ -40,16 +40,17 @@ bool warpChecks(const char* func, const ZolImage* src, const ZolImage* dst, cons
 void bilinearTransform(int x0, int y0, int x1, int y1, const double quad[4][2], double c[2][4]);
 void perspectiveTransform(int x0, int y0, int x1, int y1, const double quad[4][2], double c[3][3]);
 
-// The row pass of the perspective scan for one 8U channel, linear, with no
-// test per pixel: for each k, r = 1 / dn[k], u = nu[k] r, v = nv[k] r, and
-// out[k] is the linear sample at (u, v) from the plane s (rows `row` bytes
-// apart; source position (ox, oy) at s; limits iw, ih), indices clamped.
-// avail is the number of bytes from s that may be read.
+// The row pass of the perspective scan for 8U pixels of n interleaved
+// channels (1 or 3), linear, with no test per pixel: for each k, r = 1 /
+// dn[k], u = nu[k] r, v = nv[k] r, and pixel k of out is the linear sample
+// at (u, v) from the plane s (rows `row` bytes apart; source position (ox,
+// oy) at s; limits iw, ih), indices clamped. avail is the number of bytes
+// from s that may be read.
 using PerspectiveRow = void (*)(const double* nu, const double* nv, const double* dn, int count,
-                                const uint8_t* s, ptrdiff_t row, int iw, int ih, int ox, int oy,
+                                const uint8_t* s, ptrdiff_t row, int n, int iw, int ih, int ox, int oy,
                                 ptrdiff_t avail, uint8_t* out);
 void perspectiveLinear8(const double* nu, const double* nv, const double* dn, int count, const uint8_t* s,
-                        ptrdiff_t row, int iw, int ih, int ox, int oy, ptrdiff_t avail, uint8_t* out);
+                        ptrdiff_t row, int n, int iw, int ih, int ox, int oy, ptrdiff_t avail, uint8_t* out);
 
 // The warp kernels by form: the plain one above, or a Highway form that
 // gives the same bytes (warp_simd.cpp).
