@@ -1,6 +1,8 @@
-// The warp engine: mapping back, quadrangle clipping, scan table and the
-// samplers of the affine mapping (16.16 fixed-point steps for 8U, 1U and
-// 16U nearest; doubles for 16U linear and cubic).
+// The warp engine: the inverse affine, bilinear and perspective mappings,
+// quadrangle clipping, the scan table (or every pixel, for a quadrangle in
+// the source), the tile walk and the samplers: 16.16 fixed point for affine
+// 8U, 1U and 16U nearest and for the bilinear map of the destination onto
+// a source quadrangle; doubles with round(x + 1e-7) everywhere else.
 #include "geometry/warp.h"
 
 #include <algorithm>
