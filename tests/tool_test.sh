@@ -316,6 +316,8 @@ expect 2 "four corners" perspective --quad "1 2 3" c.ppm x.png
 expect 1 "zolWarpPerspectiveQ failed" perspective --quad "0,0 4,0 1,1 0,4" c.ppm x.png
 expect 2 "2 rows of 3" affine --matrix "1 0;0 1" c.ppm x.png
 expect 2 "bad --axis" mirror --axis z c.ppm x.png
+"$ZOL" mirror --axis y ca.png m1.png && "$ZOL" mirror --axis y m1.png m2.png && "$CHECK" near ca.png m2.png 0 &&
+    ok || bad "mirror twice, alpha too"
 expect 2 "bad --center" rotate --angle 5 --center 3 c.ppm x.png
 check "nothing written" [ ! -e x.png ]
 # The mask may be any image, cut at half scale; the rest keeps the input.

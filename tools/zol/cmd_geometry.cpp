@@ -192,7 +192,7 @@ int runWarp(const CLI::App* c, const WarpArgs& a, Warp kind) {
         return !libraryFailed(names[int(kind)]);
     };
     if (!call()) return kExitFailure;
-    if (src->alphaChannel && kind != Warp::Mirror) {
+    if (src->alphaChannel) {
         ImageOptions alpha;
         alpha.coi = src->alphaChannel;
         if (!setRegion(src.get(), alpha, true) || !setRegion(dst.get(), alpha, true) || !call())
