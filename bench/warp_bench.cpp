@@ -1,6 +1,6 @@
-// Mirror (and, where built, the warps) on 1920x1080 8U images, 1 and 3
-// channels. With OpenCV's imgproc at hand, cv::flip runs on the same
-// buffers and the summary prints the ratio.
+// Mirror, rotation and a perspective keystone on 1920x1080 8U images, 1
+// and 3 channels. With OpenCV's imgproc at hand, its flip and warps run on
+// the same buffers and the summary prints the ratio.
 #include <cmath>
 #include <cstdio>
 #include <map>
@@ -67,7 +67,33 @@ void benchRotate(benchmark::State& state, int channels, int interp) {
                  [&] { zolRotate(p.src, p.dst, 30.0, xs, ys, interp); });
 }
 
+// A keystone: the image onto a trapezium-like quadrangle, linear.
+const double kKeystone[4][2] = {{160, 40}, {1780, 0}, {1919, 1079}, {0, 1020}};
+std::string keystoneName(int channels) { return std::string("perspective/8u_c") + char('0' + channels) + "/linear"; }
+
+void benchPerspective(benchmark::State& state, int channels) {
+    Pair& p = pair(channels);
+    if (!p.src || !p.dst) return state.SkipWithError("cannot allocate the images");
+    bench::timed(state, times(), "zol/" + keystoneName(channels),
+                 [&] { zolWarpPerspectiveQ(p.src, p.dst, kKeystone, ZOL_WARP_TO_QUAD, ZOL_INTER_LINEAR); });
+}
+
 #ifdef ZOL_BENCH_OPENCV_IMGPROC
+void benchPerspectiveCv(benchmark::State& state, int channels) {
+    Pair& p = pair(channels);
+    if (!p.src || !p.dst) return state.SkipWithError("cannot allocate the images");
+    cv::setNumThreads(1);
+    const int type = CV_MAKETYPE(CV_8U, channels);
+    cv::Mat s(bench::kH, bench::kW, type, p.src->imageData, size_t(p.src->widthStep));
+    cv::Mat d(bench::kH, bench::kW, type, p.dst->imageData, size_t(p.dst->widthStep));
+    double f[3][3];
+    zolGetPerspectiveTransform(p.src, f, kKeystone);
+    cv::Mat m(3, 3, CV_64F, &f[0][0]);
+    bench::timed(state, times(), "opencv/" + keystoneName(channels), [&] {
+        cv::warpPerspective(s, d, m, d.size(), cv::INTER_LINEAR, cv::BORDER_TRANSPARENT);
+    });
+}
+
 void benchWarpCv(benchmark::State& state, int channels, int interp) {
     Pair& p = pair(channels);
     if (!p.src || !p.dst) return state.SkipWithError("cannot allocate the images");
@@ -118,6 +144,14 @@ struct Registrar {
                     ->Unit(benchmark::kMillisecond);
 #endif
             }
+        for (int channels : {1, 3}) {
+            const std::string n = keystoneName(channels);
+            benchmark::RegisterBenchmark(n.c_str(), benchPerspective, channels)->Unit(benchmark::kMillisecond);
+#ifdef ZOL_BENCH_OPENCV_IMGPROC
+            benchmark::RegisterBenchmark((n + "/opencv").c_str(), benchPerspectiveCv, channels)
+                ->Unit(benchmark::kMillisecond);
+#endif
+        }
     }
 };
 const Registrar registrar;

@@ -742,6 +742,47 @@ ZOL_API void zolGetBilinearTransform(const ZolImage* image, double coeffs[2][4],
 ZOL_API void zolGetPerspectiveTransform(const ZolImage* image, double coeffs[3][3],
                                         const double quadrangle[4][2]);
 
+/* The bilinear and perspective warps. With ZOL_WARP_TO_QUAD the source
+ * region goes onto quadrangle (destination coordinates): the pixels inside
+ * it are written, the rest keep their values, as for zolWarpAffine, each at
+ * the inverse map of its position. The perspective inverse is the adjugate
+ * of the forward map: per pixel one division of numerators that are
+ * stepped by one addition per column from each row's first column. The
+ * bilinear inverse solves the quadratic once per pixel (one square root, a
+ * radicand below 0 taken as 0), or divides or adds when the quadrangle has
+ * parallel sides. With ZOL_WARP_FROM_QUAD the destination region goes onto
+ * quadrangle (source coordinates) and every destination pixel is computed;
+ * a pixel whose sample index falls outside the source region keeps its
+ * value. Sampling from double positions: nearest takes round(u + 1e-7),
+ * linear round(u + 1e-7 - 0.5) and the next sample (the index held at the
+ * image's last pair), result round(a + (b - a) fy + 1e-7); cubic as for
+ * zolWarpAffine, 8U from 16.16 fractions, 16U in float; all rounding to
+ * nearest even, saturated, 16U keeping all 16 bits. The bilinear map with
+ * ZOL_WARP_FROM_QUAD runs in 16.16 fixed point with no product per pixel,
+ * and 8U samples with the fixed-point arithmetic of zolWarpAffine. Depths,
+ * channels, origins, orders, tiles and refusals as for zolWarpAffine, and
+ * in this order: warpFlag other than 0 or 1 -5 "warpFlag != 0 && warpFlag !=
+ * 1" (among the header faults), then "Quadrangle is degenerate to triangle
+ * or length or point" or "Quadrangle is concave" (-5), then "interpolate < 0
+ * || interpolate > 2". A source region of one row or column is -5
+ * "srcImage Rectangle ROI is degenerate to length or point" with
+ * ZOL_WARP_TO_QUAD and samples nearest with ZOL_WARP_FROM_QUAD, where a
+ * destination region of one row or column is -5 "dstImage Rectangle ROI is
+ * degenerate to length or point". Quadrangle corners at 1e12 or beyond in
+ * magnitude (or not finite) write nothing and report nothing. */
+ZOL_API void zolWarpBilinearQ(ZolImage* srcImage, ZolImage* dstImage, const double quadrangle[4][2],
+                              int warpFlag, int interpolate);
+ZOL_API void zolWarpPerspectiveQ(ZolImage* srcImage, ZolImage* dstImage, const double quadrangle[4][2],
+                                 int warpFlag, int interpolate);
+/* The Q forms with the quadrangle of the source region under coeffs
+ * (ZOL_WARP_TO_QUAD) or of the destination region (ZOL_WARP_FROM_QUAD),
+ * from the Quad helpers. Return the status; a failure of either step is
+ * reported again as -1 with an empty text under the outer name. */
+ZOL_API int zolWarpBilinear(ZolImage* srcImage, ZolImage* dstImage, const double coeffs[2][4], int warpFlag,
+                            int interpolate);
+ZOL_API int zolWarpPerspective(ZolImage* srcImage, ZolImage* dstImage, const double coeffs[3][3], int warpFlag,
+                               int interpolate);
+
 /* Scaled multiplication and alpha compositing                          */
 /* ------------------------------------------------------------------ */
 

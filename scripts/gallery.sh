@@ -105,6 +105,15 @@ run "The chart enlarged by 3/2, cubic" zoom.png \
     zoom --factor 3/2 --interp cubic input/chart.png zoom.png
 py 'chart = imread("input/chart.png")' 'out = zol.zoom(chart, factors=((3, 2), (3, 2)), interp="cubic")' \
     'imsave("zoom.png", out)'
+run "The chart turned by 20 degrees about its centre, cubic" rotate.png \
+    rotate --angle 20 --interp cubic input/chart.png rotate.png
+run "The chart as if photographed from below: laid onto a quadrangle" keystone.png \
+    perspective --onto --quad 40,20,280,0,319,239,0,215 input/chart.png keystone.png
+run "The keystone corrected: that quadrangle straightened again" keystone-fixed.png \
+    perspective --quad 40,20,280,0,319,239,0,215 keystone.png keystone-fixed.png
+for a in x y both; do
+    run "The chart mirrored, --axis $a" "mirror-$a.png" mirror --axis "$a" input/chart.png "mirror-$a.png"
+done
 run "The landscape in gray" gray.png gray input/scene.jpg gray.png
 py 'scene = imread("input/scene.jpg")' 'out = zol.color_to_gray(scene)' 'imsave("gray.png", out)'
 for d in none fs jjn stucki bayer; do

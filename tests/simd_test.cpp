@@ -28,6 +28,7 @@
 #include "measure/threshold.h"
 #include "filter/rank.h"
 #include "geometry/mirror.h"
+#include "geometry/warp.h"
 
 namespace {
 
@@ -403,6 +404,30 @@ std::vector<Entry> mirrorEntries() {
     return e;
 }
 
+// The run as a plane of 5-pixel rows of 1 or 3 channels (the last word
+// read at its very end), sampled at positions spread over it and past its
+// edges.
+std::vector<Entry> warpEntries() {
+    std::vector<Entry> e;
+    for (int ch : {1, 3})
+        e.push_back({"perspectiveLinear8 c" + std::to_string(ch), 1, false,
+                     [ch, fn = zol::geo::warpKernels().perspectiveLinear8](const uint8_t* a, const uint8_t*, uint8_t* d,
+                                                                            size_t n, const Param& p) {
+                         const int ih = int(n) / (5 * ch), count = int(n) / ch;
+                         if (ih < 2) return;
+                         std::vector<double> nu(n), nv(n), dn(n);
+                         for (int k = 0; k < count; ++k) {
+                             dn[k] = 0.5 + double((p.bits >> (k % 24)) & 7) / 8;
+                             nu[k] = (double(k % 9) * 0.61 - 1.2) * dn[k];
+                             nv[k] = (double(k % 13) * double(ih) / 11.0 - 0.7) * dn[k];
+                         }
+                         fn(nu.data(), nv.data(), dn.data(), count, a, 5 * ch, ch, 5, ih, int(p.bits % 3), 0,
+                            ptrdiff_t(n), d);
+                     },
+                     false});
+    return e;
+}
+
 struct Family {
     const char* name;
     std::vector<Entry> (*entries)();
@@ -422,6 +447,7 @@ const Family kFamilies[] = {
     {"threshold", thresholdEntries, zol::thresholdForm},
     {"rank", rankEntries, zol::rankForm},
     {"mirror", mirrorEntries, zol::geo::mirrorForm},
+    {"warp", warpEntries, zol::geo::warpForm},
 };
 
 // Bytes mostly from the edges of 8-, 16- and 32-bit elements, which makes

@@ -247,6 +247,39 @@ const std::map<std::string, Make>& makers() {
              zolDCT2D(a, d, ZOL_DCT_FORWARD);
              return d;
          }},
+        {"rotate", [](ZolImage* a, ZolImage*) {
+             ZolImage* d = blank(a->depth, a->nChannels, a->width, a->height);
+             double xs = 0, ys = 0;
+             zolGetRotateShift((a->width - 1) / 2.0, (a->height - 1) / 2.0, 30, &xs, &ys);
+             zolRotate(a, d, 30, xs, ys, ZOL_INTER_CUBIC);
+             return d;
+         }},
+        {"affine", [](ZolImage* a, ZolImage*) {
+             ZolImage* d = blank(a->depth, a->nChannels, a->width, a->height);
+             const double m[2][3] = {{0.9, 0.2, 1}, {-0.1, 1.1, 2}};
+             zolWarpAffine(a, d, m, ZOL_INTER_LINEAR);
+             return d;
+         }},
+        {"perspective", [](ZolImage* a, ZolImage*) {
+             // Straightened (nearest) without alpha, laid onto the quadrangle (linear) with.
+             ZolImage* d = blank(a->depth, a->nChannels, a->width, a->height);
+             const double q[4][2] = {{3, 1}, {33, 2}, {36, 22}, {0, 19}};
+             const int onto = a->alphaChannel != 0;
+             zolWarpPerspectiveQ(a, d, q, onto ? ZOL_WARP_TO_QUAD : ZOL_WARP_FROM_QUAD, onto);
+             if (onto) {
+                 a->roi = zolCreateROI(a->alphaChannel, 0, 0, a->width, a->height);
+                 d->roi = zolCreateROI(a->alphaChannel, 0, 0, a->width, a->height);
+                 zolWarpPerspectiveQ(a, d, q, ZOL_WARP_TO_QUAD, ZOL_INTER_LINEAR);
+                 zolDeleteROI(d->roi);
+                 d->roi = nullptr;
+             }
+             return d;
+         }},
+        {"mirror", [](ZolImage* a, ZolImage*) {
+             ZolImage* d = blank(a->depth, a->nChannels, a->width, a->height);
+             zolMirror(a, d, -1);
+             return d;
+         }},
         {"twist", [](ZolImage* a, ZolImage*) {
              ZolImage* d = zolCloneImage(a);
              const int32_t m[16] = {0, 3, 1, 5, 2, 0, 2, -9, 1, 1, 2, 0};

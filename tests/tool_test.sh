@@ -280,6 +280,11 @@ reduce c16.ppm --bits 3 --dither stucki
 twist c.ppm --matrix 0,3,1,5;2,0,2,-9;1,1,2,0 --shift 2 --offset 7
 premultiply ca.png
 dct p8.pgm
+rotate c.ppm --angle 30 --interp cubic
+affine c.ppm --matrix 0.9,0.2,1;-0.1,1.1,2
+perspective c.ppm --quad 3,1,33,2,36,22,0,19 --interp nn
+perspective ca.png --onto --quad 3,1,33,2,36,22,0,19
+mirror c.ppm --axis both
 TABLE
 # The spectrum of a flat picture is one white point at the centre; a blur
 # by a kernel of sum 1 leaves a flat picture flat.
@@ -307,6 +312,13 @@ expect 2 "bad border" convolve c.ppm x.png --kernel 1 --border mirror
 for s in 0x5 axb 5x; do expect 2 "bad size" resize --size "$s" c.ppm x.png; done
 expect 2 "bad factor" zoom --factor 0/2 c.ppm x.png
 expect 1 "zolZoom failed" zoom --factor 1/2 c.ppm x.png
+expect 2 "four corners" perspective --quad "1 2 3" c.ppm x.png
+expect 1 "zolWarpPerspectiveQ failed" perspective --quad "0,0 4,0 1,1 0,4" c.ppm x.png
+expect 2 "2 rows of 3" affine --matrix "1 0;0 1" c.ppm x.png
+expect 2 "bad --axis" mirror --axis z c.ppm x.png
+"$ZOL" mirror --axis y ca.png m1.png && "$ZOL" mirror --axis y m1.png m2.png && "$CHECK" near ca.png m2.png 0 &&
+    ok || bad "mirror twice, alpha too"
+expect 2 "bad --center" rotate --angle 5 --center 3 c.ppm x.png
 check "nothing written" [ ! -e x.png ]
 # The mask may be any image, cut at half scale; the rest keeps the input.
 "$ZOL" copy --coi 1 c.ppm red.pgm && "$ZOL" not --mask red.pgm c.ppm mred.ppm &&

@@ -215,6 +215,13 @@ inline constexpr const char kQuadConcave[] = "Quadrangle is concave";
 inline constexpr const char kQuadNotParallel[] = "Quadrangle is not parallelogram";
 inline constexpr const char kSrcRectDegenerate[] =
     "srcImage Rectangle ROI is degenerate to length or point";
+inline constexpr const char kDstRectDegenerate[] =
+    "dstImage Rectangle ROI is degenerate to length or point";
+inline constexpr const char kWarpFlag[] = "warpFlag != 0 && warpFlag != 1";
+inline constexpr const char kWarpBilinear[] = "zolWarpBilinear";
+inline constexpr const char kWarpBilinearQ[] = "zolWarpBilinearQ";
+inline constexpr const char kWarpPerspective[] = "zolWarpPerspective";
+inline constexpr const char kWarpPerspectiveQ[] = "zolWarpPerspectiveQ";
 inline constexpr const char kWarpTileWrite[] = "Error get tile to write";
 inline constexpr const char kGetBilinearQuad[] = "zolGetBilinearQuad";
 inline constexpr const char kGetPerspectiveQuad[] = "zolGetPerspectiveQuad";

@@ -33,25 +33,6 @@ bool clippedRect(const ZolImage* im, int& x0, int& y0, int& x1, int& y1) {
     return x0 <= x1 && y0 <= y1;
 }
 
-// The header checks shared by the warps and the exact rotation; each runs
-// and reports, and any failure ends the call.
-bool warpChecks(const char* func, const ZolImage* src, const ZolImage* dst) {
-    if (zolCheckImageHeader(src) != 0 || zolCheckImageHeader(dst) != 0) {
-        report(zolGetErrStatus(), func, msg::kIncorrectImage);
-        return false;
-    }
-    bool ok = true;
-    if (src->depth != dst->depth) ok = false, report(ZOL_STATUS_BAD_ARGUMENT, func, msg::kWarpDepth);
-    if (src->origin != dst->origin) ok = false, report(ZOL_STATUS_BAD_ARGUMENT, func, msg::kWarpOrigin);
-    if (src->depth != ZOL_DEPTH_1U && !(src->nChannels == 1 && dst->nChannels == 1) &&
-        src->dataOrder != dst->dataOrder)
-        ok = false, report(ZOL_STATUS_BAD_ARGUMENT, func, msg::kWarpOrder);
-    if ((src->depth & ZOL_DEPTH_SIGN) || src->depth == ZOL_DEPTH_32F)
-        ok = false, report(ZOL_STATUS_BAD_ARGUMENT, func, msg::kWarpSigned);
-    if (src == dst) ok = false, report(ZOL_STATUS_BAD_ARGUMENT, func, msg::kWarpInPlace);
-    return ok;
-}
-
 struct Chans {
     int first, n;
 };

@@ -1,12 +1,13 @@
-// The bilinear and perspective coefficient helpers: the quadrangle of an
-// image's region under a mapping, its bound, and the mapping that takes the
-// region onto a given quadrangle.
+// The bilinear and perspective warps and their coefficient helpers: the
+// quadrangle of an image's region under a mapping, its bound, and the
+// mapping that takes the region onto a given quadrangle.
 #include <algorithm>
 #include <cmath>
 
 #include "core/image.h"
 #include "core/messages.h"
 #include "core/report.h"
+#include "geometry/resample.h"
 #include "geometry/warp.h"
 
 using namespace zol;
@@ -104,6 +105,33 @@ bool transformChecks(const char* func, const ZolImage* image, const void* c, con
     return true;
 }
 
+// The quadrangle forms: checks, mode, then the engine, scanning the
+// quadrangle (warpFlag 0) or every destination pixel (warpFlag 1).
+void warpQuad(const char* func, ZolImage* src, ZolImage* dst, const double quad[4][2], int warpFlag,
+              int interpolate, WarpKind kind) {
+    if (!warpChecks(func, src, dst, &warpFlag)) return;
+    if (!quad) {
+        report(ZOL_STATUS_NULL_HEADER, func, msg::kNoContext);
+        return;
+    }
+    const int shape = ownQuadCheck(quad);
+    if (shape == ZOL_STATUS_BAD_ARGUMENT || shape == ZOL_STATUS_NO_MEMORY) {
+        report(ZOL_STATUS_BAD_ARGUMENT, func, shape == ZOL_STATUS_BAD_ARGUMENT ? msg::kQuadDegenerate : msg::kQuadConcave);
+        return;
+    }
+    if (interpolate < 0 || interpolate > 2) {
+        report(ZOL_STATUS_BAD_ARGUMENT, func, msg::kWarpInterp);
+        return;
+    }
+    // The source's own rectangle decides: a region of one column samples
+    // nearest even inside a wider image, cubic needs four samples each way.
+    int x0, y0, x1, y1;
+    clippedRect(src, x0, y0, x1, y1);
+    if (src->depth == ZOL_DEPTH_1U || x1 == x0 || y1 == y0) interpolate = kInterNN;
+    if (interpolate == kInterCubic && (x1 - x0 < 3 || y1 - y0 < 3)) interpolate = kInterLinear;
+    ownWarpEngine(func, src, dst, quad, interpolate, kind, warpFlag == ZOL_WARP_FROM_QUAD);
+}
+
 }  // namespace
 
 namespace zol {
@@ -171,6 +199,40 @@ ZOL_API void zolGetPerspectiveTransform(const ZolImage* image, double coeffs[3][
     int x0, y0, x1, y1;
     if (!transformChecks(msg::kGetPerspectiveTransform, image, coeffs, quadrangle, x0, y0, x1, y1)) return;
     perspectiveTransform(x0, y0, x1, y1, quadrangle, coeffs);
+}
+
+ZOL_API void zolWarpBilinearQ(ZolImage* srcImage, ZolImage* dstImage, const double quadrangle[4][2],
+                              int warpFlag, int interpolate) {
+    warpQuad(msg::kWarpBilinearQ, srcImage, dstImage, quadrangle, warpFlag, interpolate, kWarpBilinear);
+}
+
+ZOL_API void zolWarpPerspectiveQ(ZolImage* srcImage, ZolImage* dstImage, const double quadrangle[4][2],
+                                 int warpFlag, int interpolate) {
+    warpQuad(msg::kWarpPerspectiveQ, srcImage, dstImage, quadrangle, warpFlag, interpolate, kWarpPerspective);
+}
+
+ZOL_API int zolWarpBilinear(ZolImage* srcImage, ZolImage* dstImage, const double coeffs[2][4], int warpFlag,
+                            int interpolate) {
+    const char* func = msg::kWarpBilinear;
+    double q[4][2];
+    zolSetErrStatus(ZOL_STATUS_OK);
+    zolGetBilinearQuad(warpFlag != 0 ? dstImage : srcImage, coeffs, q);
+    if (zolGetErrStatus() < 0) return report(ZOL_STATUS_BACKTRACE, func, msg::kNoContext);
+    zolWarpBilinearQ(srcImage, dstImage, q, warpFlag, interpolate);
+    if (zolGetErrStatus() < 0) return report(ZOL_STATUS_BACKTRACE, func, msg::kNoContext);
+    return zolGetErrStatus();
+}
+
+ZOL_API int zolWarpPerspective(ZolImage* srcImage, ZolImage* dstImage, const double coeffs[3][3], int warpFlag,
+                               int interpolate) {
+    const char* func = msg::kWarpPerspective;
+    double q[4][2];
+    zolSetErrStatus(ZOL_STATUS_OK);
+    zolGetPerspectiveQuad(warpFlag != 0 ? dstImage : srcImage, coeffs, q);
+    if (zolGetErrStatus() < 0) return report(ZOL_STATUS_BACKTRACE, func, msg::kNoContext);
+    zolWarpPerspectiveQ(srcImage, dstImage, q, warpFlag, interpolate);
+    if (zolGetErrStatus() < 0) return report(ZOL_STATUS_BACKTRACE, func, msg::kNoContext);
+    return zolGetErrStatus();
 }
 
 }  // extern "C"

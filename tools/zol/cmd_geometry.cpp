@@ -1,7 +1,8 @@
-// Geometry commands: resize, zoom (enlarge) and decimate (reduce). Each
-// makes a new picture of the scaled size and fills it with one library call
-// over the whole input; an alpha channel is scaled by a second call on that
-// channel alone, since the library leaves it out of the colour channels.
+// Geometry commands: resize, zoom (enlarge) and decimate (reduce); rotate,
+// affine and perspective warps; mirror. Each makes a new picture and fills
+// it with one library call over the whole input; an alpha channel is
+// scaled or warped by a second call on that channel alone, since the
+// library leaves it out of the colour channels.
 #include <cmath>
 #include <cstring>
 #include <memory>
@@ -122,12 +123,120 @@ void addScale(CLI::App& app, const char* name, const char* description, Kind kin
     c->add_option("OUT", a->output, "the output file")->required()->type_name("");
 }
 
+// ---- warps and mirror ------------------------------------------------
+
+enum class Warp { Rotate, Affine, Perspective, Mirror };
+
+struct WarpArgs {
+    ImageOptions options;
+    std::string input, output, interp = "linear", center, matrix, quad, size, axis;
+    double angle = 0;
+    bool onto = false;
+};
+
+// "X,Y" as two numbers.
+bool parsePoint(const std::string& text, double* x, double* y) {
+    const size_t comma = text.find(',');
+    return comma != std::string::npos && parseNumber(text.substr(0, comma), x) &&
+           parseNumber(text.substr(comma + 1), y);
+}
+
+int runWarp(const CLI::App* c, const WarpArgs& a, Warp kind) {
+    const int interp = interpOfName(a.interp, false);
+    if (interp < 0) return usageFail(c, "bad --interp '" + a.interp + "' (nn, linear, cubic)");
+    double coeffs[2][3] = {}, quad[4][2] = {}, cx = 0, cy = 0;
+    int flip = 0;
+    std::vector<std::vector<double>> m;
+    std::string error;
+    if (kind == Warp::Rotate && !a.center.empty() && !parsePoint(a.center, &cx, &cy))
+        return usageFail(c, "bad --center '" + a.center + "': expected X,Y");
+    if (kind == Warp::Affine) {
+        if (!parseMatrix(a.matrix, &m, &error)) return usageFail(c, "--matrix: " + error);
+        if (m.size() != 2 || m[0].size() != 3) return usageFail(c, "--matrix needs 2 rows of 3: \"a b c; d e f\"");
+        for (int i = 0; i < 6; ++i) coeffs[i / 3][i % 3] = m[size_t(i / 3)][size_t(i % 3)];
+    }
+    if (kind == Warp::Perspective) {
+        if (!parseMatrix(a.quad, &m, &error)) return usageFail(c, "--quad: " + error);
+        if (m.size() != 1 || m[0].size() != 8) return usageFail(c, "--quad needs four corners: \"x0,y0 x1,y1 x2,y2 x3,y3\"");
+        for (int i = 0; i < 8; ++i) quad[i / 2][i % 2] = m[0][size_t(i)];
+    }
+    if (kind == Warp::Mirror) {
+        if (a.axis == "x") flip = 0;
+        else if (a.axis == "y") flip = 1;
+        else if (a.axis == "both") flip = -1;
+        else return usageFail(c, "bad --axis '" + a.axis + "' (x, y, both)");
+    }
+    ImagePtr src = loadImage(a.input);
+    if (!src) return kExitFailure;
+    int width = src->width, height = src->height;
+    if (!a.size.empty() && !parseSize(a.size, &width, &height))
+        return usageFail(c, "bad size '" + a.size + "': expected WIDTHxHEIGHT, e.g. 640x480");
+    ImagePtr dst(newImage(src->depth, src->nChannels, width, height, &error));
+    if (!dst) return fail(error);
+    std::memset(dst->imageData, 0, size_t(dst->imageSize));
+    if (kind == Warp::Rotate && a.center.empty()) cx = (src->width - 1) / 2.0, cy = (src->height - 1) / 2.0;
+    const char* names[] = {"zolRotate", "zolWarpAffine", "zolWarpPerspectiveQ", "zolMirror"};
+    auto call = [&] {
+        zolSetErrStatus(0);
+        if (kind == Warp::Rotate) {
+            double xs = 0, ys = 0;
+            zolGetRotateShift(cx, cy, a.angle, &xs, &ys);
+            zolRotate(src.get(), dst.get(), a.angle, xs, ys, interp);
+        } else if (kind == Warp::Affine) {
+            zolWarpAffine(src.get(), dst.get(), coeffs, interp);
+        } else if (kind == Warp::Perspective) {
+            zolWarpPerspectiveQ(src.get(), dst.get(), quad, a.onto ? ZOL_WARP_TO_QUAD : ZOL_WARP_FROM_QUAD, interp);
+        } else {
+            zolMirror(src.get(), dst.get(), flip);
+        }
+        return !libraryFailed(names[int(kind)]);
+    };
+    if (!call()) return kExitFailure;
+    if (src->alphaChannel) {
+        ImageOptions alpha;
+        alpha.coi = src->alphaChannel;
+        if (!setRegion(src.get(), alpha, true) || !setRegion(dst.get(), alpha, true) || !call())
+            return kExitFailure;
+    }
+    return saveImage(a.output, dst.get(), a.options);
+}
+
+void addWarp(CLI::App& app, const char* name, const char* description, Warp kind) {
+    auto a = std::make_shared<WarpArgs>();
+    CLI::App* c = addCommand(app, "Geometry", name, description,
+                             [a, kind](const CLI::App* c) { return runWarp(c, *a, kind); });
+    addOutputOptions(c, a->options);
+    if (kind == Warp::Rotate) {
+        c->add_option("--angle", a->angle, "degrees, counter-clockwise as seen on screen")->required()->type_name("DEG");
+        c->add_option("--center", a->center, "the point turned about (default: the centre)")->type_name("X,Y");
+    } else if (kind == Warp::Affine) {
+        c->add_option("--matrix", a->matrix, "x' = a x + b y + c, y' = d x + e y + f")->required()->type_name("\"a b c; d e f\"");
+    } else if (kind == Warp::Perspective) {
+        c->add_option("--quad", a->quad, "four corners of IN (top-left, top-right, bottom-right, bottom-left) that become OUT's corners")
+            ->required()
+            ->type_name("\"x0,y0 x1,y1 x2,y2 x3,y3\"");
+        c->add_flag("--onto", a->onto, "the corners are where IN's corners go in OUT instead");
+    } else {
+        c->add_option("--axis", a->axis, "x (upside down), y (left to right) or both")->required()->type_name("A");
+    }
+    if (kind != Warp::Mirror) {
+        c->add_option("--interp", a->interp, "nn, linear (default) or cubic")->type_name("I");
+        c->add_option("--size", a->size, "the size of OUT (default: IN's)")->type_name("WxH");
+    }
+    c->add_option("IN", a->input, "the input")->required()->type_name("");
+    c->add_option("OUT", a->output, "the output file")->required()->type_name("");
+}
+
 }  // namespace
 
 void addGeometryCommands(CLI::App& app) {
     addScale(app, "resize", "OUT = IN scaled to --size or by --scale (zolResize)", Kind::Resize);
     addScale(app, "zoom", "OUT = IN enlarged by --factor (zolZoom)", Kind::Zoom);
     addScale(app, "decimate", "OUT = IN reduced by --factor (zolDecimate)", Kind::Decimate);
+    addWarp(app, "rotate", "OUT = IN turned by --angle about --center (zolRotate)", Warp::Rotate);
+    addWarp(app, "affine", "OUT = IN through an affine --matrix (zolWarpAffine)", Warp::Affine);
+    addWarp(app, "perspective", "OUT = the --quad of IN straightened (zolWarpPerspectiveQ)", Warp::Perspective);
+    addWarp(app, "mirror", "OUT = IN flipped about --axis (zolMirror)", Warp::Mirror);
 }
 
 }  // namespace zoltool

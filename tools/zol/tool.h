@@ -35,7 +35,7 @@ void addArithCommands(CLI::App& app);  // cmd_arith.cpp: add ... square
 void addLogicCommands(CLI::App& app);  // cmd_logic.cpp: and ... not
 void addCopyCommands(CLI::App& app);   // cmd_copy.cpp: copy, set
 void addFilterCommands(CLI::App& app);    // cmd_filter.cpp: convolve, sepconvolve
-void addGeometryCommands(CLI::App& app);  // cmd_geometry.cpp: resize, zoom, decimate
+void addGeometryCommands(CLI::App& app);  // cmd_geometry.cpp: resize ... decimate, rotate ... mirror
 void addColourCommands(CLI::App& app);    // cmd_colour.cpp: convert ... twist
 void addAlphaCommands(CLI::App& app);     // cmd_alpha.cpp: composite, premultiply, mulscale
 void addTransformCommands(CLI::App& app); // cmd_transform.cpp: fft, dct, convolve-fft
