@@ -107,12 +107,21 @@ py 'chart = imread("input/chart.png")' 'out = zol.zoom(chart, factors=((3, 2), (
     'imsave("zoom.png", out)'
 run "The chart turned by 20 degrees about its centre, cubic" rotate.png \
     rotate --angle 20 --interp cubic input/chart.png rotate.png
+py 'chart = imread("input/chart.png")' 'out = zol.rotate(chart, 20, interp="cubic", center=(159.5, 119.5))' \
+    'imsave("rotate.png", out)'
 run "The chart as if photographed from below: laid onto a quadrangle" keystone.png \
     perspective --onto --quad 40,20,280,0,319,239,0,215 input/chart.png keystone.png
+py 'chart = imread("input/chart.png")' \
+    'out = zol.warp_perspective_q(chart, [[40, 20], [280, 0], [319, 239], [0, 215]])' 'imsave("keystone.png", out)'
 run "The keystone corrected: that quadrangle straightened again" keystone-fixed.png \
     perspective --quad 40,20,280,0,319,239,0,215 keystone.png keystone-fixed.png
+py 'keystone = imread("keystone.png")' \
+    'out = zol.warp_perspective_q(keystone, [[40, 20], [280, 0], [319, 239], [0, 215]], from_quad=True)' \
+    'imsave("keystone-fixed.png", out)'
 for a in x y both; do
     run "The chart mirrored, --axis $a" "mirror-$a.png" mirror --axis "$a" input/chart.png "mirror-$a.png"
+    axis=$(case $a in x) echo 0 ;; y) echo 1 ;; both) echo None ;; esac)
+    py 'chart = imread("input/chart.png")' "out = zol.mirror(chart, $axis)" "imsave(\"mirror-$a.png\", out)"
 done
 run "The landscape in gray" gray.png gray input/scene.jpg gray.png
 py 'scene = imread("input/scene.jpg")' 'out = zol.color_to_gray(scene)' 'imsave("gray.png", out)'

@@ -201,6 +201,31 @@ py::object warpAffine(py::handle src, py::handle coeffs, py::handle interp, py::
     return g.result();
 }
 
+// The bilinear and perspective warps: by coefficients (R x C) or by a
+// quadrangle; from_quad picks ZOL_WARP_FROM_QUAD.
+template <int R, int C, class F>
+void defProjective(py::module_& m, const char* name, const char* cfunc, F fn, const char* what,
+                   const char* doc) {
+    m.def(
+        name,
+        [cfunc, fn, what](py::handle src, py::handle coeffs, py::handle interp, bool fromQuad,
+                          py::handle dsize, py::object out, py::object roi, py::object dstRoi,
+                          py::object coi) {
+            auto c = matrix(coeffs, R, C, what);
+            const int mode = interpMode(interp);
+            Geo g(cfunc, out, dstRoi, coi, py::none());
+            ZolImage* s = g.source(src, roi);
+            ZolImage* d = g.target(dsize);
+            const auto* k = rows<R, C>(c);
+            const int flag = fromQuad ? ZOL_WARP_FROM_QUAD : ZOL_WARP_TO_QUAD;
+            g.call.run([&] { fn(s, d, k, flag, mode); });
+            return g.result();
+        },
+        "src"_a, py::arg(what), "interp"_a = "linear", py::kw_only(), "from_quad"_a = false,
+        "dsize"_a = py::none(), "out"_a = py::none(), "roi"_a = py::none(),
+        "dst_roi"_a = py::none(), "coi"_a = py::none(), doc);
+}
+
 py::object rotate(py::handle src, double angle, py::handle shift, py::handle interp,
                   py::object center, py::handle dsize, py::object out, py::object roi,
                   py::object dstRoi, py::object coi) {
@@ -324,6 +349,34 @@ void bindGeometry(py::module_& m) {
           ZOLPY_GEO_WHERE,
           "Maps src's region by the 2x3 matrix (x' = m00 x + m01 y + m02, ...) into the "
           "destination, pixels outside the mapped quadrangle untouched (zolWarpAffine).");
+    defProjective<2, 4>(m, "warp_bilinear", "zolWarpBilinear",
+                        [](ZolImage* s, ZolImage* d, const double (*k)[4], int f, int i) {
+                            zolWarpBilinear(s, d, k, f, i);
+                        },
+                        "matrix",
+                        "Maps src's region by the 2x4 bilinear coefficients (x' = c00 xy + c01 x + "
+                        "c02 y + c03, ...) onto the destination; from_quad=True maps the "
+                        "destination region from that quadrangle of the source instead "
+                        "(zolWarpBilinear).");
+    defProjective<3, 3>(m, "warp_perspective", "zolWarpPerspective",
+                        [](ZolImage* s, ZolImage* d, const double (*k)[3], int f, int i) {
+                            zolWarpPerspective(s, d, k, f, i);
+                        },
+                        "matrix",
+                        "Maps src's region by the 3x3 perspective matrix onto the destination; "
+                        "from_quad=True computes every destination pixel from the source "
+                        "quadrangle instead (zolWarpPerspective).");
+    defProjective<4, 2>(m, "warp_bilinear_q", "zolWarpBilinearQ", zolWarpBilinearQ, "quad",
+                        "src's region onto the quadrangle (4x2, clockwise from top-left) of "
+                        "the destination by a bilinear map; from_quad=True takes that "
+                        "quadrangle of the source onto the destination region "
+                        "(zolWarpBilinearQ).");
+    defProjective<4, 2>(m, "warp_perspective_q", "zolWarpPerspectiveQ", zolWarpPerspectiveQ,
+                        "quad",
+                        "src's region onto the quadrangle (4x2, clockwise from top-left) of "
+                        "the destination by a perspective map; from_quad=True straightens "
+                        "that quadrangle of the source into the destination region "
+                        "(zolWarpPerspectiveQ).");
     m.def("rotate", &rotate, "src"_a, "angle"_a, "shift"_a = py::make_tuple(0.0, 0.0),
           "interp"_a = "linear", py::kw_only(), "center"_a = py::none(), "dsize"_a = py::none(),
           "out"_a = py::none(), "roi"_a = py::none(), "dst_roi"_a = py::none(),

@@ -104,7 +104,15 @@ CASES = [
     ("rotate-center", [U8], lambda s: zol.rotate(s, -20.0, center=(8, 5)), rotated),
     ("shear", [U8, BITS], lambda s: zol.shear(s, (0.2, -0.1), (1.0, 2.0), "nearest"),
      lambda s: out("zolShear", None, s, 0.2, -0.1, 1.0, 2.0, 0)),
-] + [(f"{kind}-{what}", [U8],
+] + [(f"warp-{kind}{q}-{flag}-{interp}", [U8C3, U16],
+      lambda s, k=kind, q=q, f=flag, i=interp: getattr(zol, f"warp_{k}{q}")(
+          s, QUADS[k] if q else MAPS[k], "nearest linear cubic".split()[i], from_quad=bool(f),
+          dst_roi=R2 if f else None),
+      lambda s, k=kind, q=q, f=flag, i=interp: out(
+          f"zolWarp{k.capitalize()}{q.upper()[1:]}", None, s, doubles(QUADS[k] if q else MAPS[k]),
+          f, i, dst_kw=dict(roi=R2) if f else None))
+     for kind in ("bilinear", "perspective") for q in ("", "_q") for flag in (0, 1)
+     for interp in (0, 1, 2) if interp == 1 or (q and flag)] + [(f"{kind}-{what}", [U8],
       lambda s, k=kind, w=what, r=roi: getattr(zol, f"get_{k}_{w}")(
           s, QUADS[k] if w == "transform" else MAPS[k], roi=r),
       helper(kind, what, roi))
