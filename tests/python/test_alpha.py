@@ -1,0 +1,127 @@
+"""Alpha and scaled multiplication: each Python call against the same
+library call made directly. Two and four channels carry alpha."""
+import numpy as np
+import pytest
+import zol
+from conftest import cref, rand
+
+ROI = (1, 2, 8, 5)
+OPS = ["over", "in", "out", "atop", "xor", "plus"]
+
+
+def alpha(a):
+    return a.ndim == 3 and a.shape[2] in (2, 4)
+
+
+def ref(fname, *args, images=2, extra=(), roi=None):
+    """fname(sources..., dst, *args) made directly; extra names keyword
+    images (alpha images) put between, read and written in their last
+    channel; dst starts as a copy of the first source."""
+    def run(a, b, **kw):
+        srcs = [(x, dict(alpha=alpha(x), roi=roi)) for x in (a, b)[:images]]
+        dst = a.copy()
+        ex = [(kw[k], dict(alpha=True, roi=roi)) if k in kw else None for k in extra]
+        cref(fname, *srcs, (dst, dict(alpha=alpha(dst), roi=roi)), *args[:1], *ex, *args[1:])
+        return dst
+    return run
+
+
+def premultiplied(value, roi=None):
+    def run(a, b):
+        a = a.copy()
+        zol.pre_multiply_alpha(a, value, roi=roi)
+        return a
+    return run
+
+
+def ref_premultiplied(value, roi=None):
+    def run(a, b):
+        a = a.copy()
+        cref("zolPreMultiplyAlpha", (a, dict(alpha=alpha(a), roi=roi)), value)
+        return a
+    return run
+
+
+def with_alpha_images(op, **kw):
+    def run(a, b):
+        images = dict(alpha_a=a[..., 0].copy(), alpha_b=b[..., -1].copy(),
+                      alpha_out=np.zeros(a.shape[:2], a.dtype))
+        got = zol.alpha_composite(a, b, op, **images, **kw)
+        return np.dstack([got, images["alpha_out"]])
+    return run
+
+
+def ref_alpha_images(op, premul=0, divide=0, roi=None):
+    def run(a, b):
+        aout = np.zeros(a.shape[:2], a.dtype)
+        got = ref("zolAlphaComposite", OPS.index(op), premul, divide,
+                  extra=("alpha_a", "alpha_b", "alpha_out"), roi=roi)(
+                      a, b, alpha_a=a[..., 0].copy(), alpha_b=b[..., -1].copy(), alpha_out=aout)
+        return np.dstack([got, aout])
+    return run
+
+
+CASES = [  # (name, Python call, the same through the library, channel counts)
+    ("premultiply", premultiplied(-1), ref_premultiplied(-1), (2, 4)),
+    ("premultiply-value", premultiplied(100, ROI), ref_premultiplied(100, ROI), (1, 3, 4)),
+    ("multiply-scale", lambda a, b: zol.multiply_scale(a, b, roi=ROI),
+     ref("zolMultiplyScale", roi=ROI), (1, 3, 4)),
+    ("multiply-s-scale", lambda a, b: zol.multiply_s_scale(a, 77),
+     ref("zolMultiplySScale", 77, images=1), (1, 2, 4)),
+    ("composite-c", lambda a, b: zol.alpha_composite(a, b, zol.Composite.ATOP, alpha_a=200),
+     ref("zolAlphaCompositeC", 3, 200, -1, 0, 0), (2, 4)),
+    ("composite-c-both", lambda a, b: zol.alpha_composite(a, b, "xor", alpha_a=9, alpha_b=300,
+                                                           divide=True),
+     ref("zolAlphaCompositeC", 4, 9, 300, 0, 1), (1, 3)),
+    ("images-premul", with_alpha_images("out", premultiplied=True),
+     ref_alpha_images("out", premul=1), (3,)),
+    ("images-divide", with_alpha_images("plus", divide=True, roi=ROI),
+     ref_alpha_images("plus", divide=1, roi=ROI), (3,)),
+] + [(f"composite-{op}", lambda a, b, op=op: zol.alpha_composite(a, b, op),
+      ref("zolAlphaComposite", OPS.index(op), None, None, None, 0, 0), (2, 4)) for op in OPS]
+
+
+@pytest.mark.parametrize("fn, expected, dtype, channels", [
+    pytest.param(fn, expected, dt, ch, id=f"{name}-{np.dtype(dt).name}-{ch}")
+    for name, fn, expected, chans in CASES for dt in (np.uint8, np.uint16) for ch in chans])
+def test_same_as_library(fn, expected, dtype, channels):
+    # Rows of whole 4-byte words, the layout the direct calls need.
+    shape = (9, 12, channels)[:2 if channels == 1 else 3]
+    a, b = rand(shape, dtype, seed=1), rand(shape, dtype, seed=2)
+    np.testing.assert_array_equal(fn(a, b), expected(a, b))
+
+
+def test_alpha_keyword_and_kept_alpha():
+    a, b = rand((4, 5, 4), np.uint8, 1), rand((4, 5, 4), np.uint8, 2)
+    # No alpha: all four channels multiply; with it the alpha stays a's.
+    np.testing.assert_array_equal(zol.multiply_scale(a, b, alpha=False)[..., 3],
+                                  zol.multiply_scale(a[..., 3:].copy(), b[..., 3:].copy())[..., 0])
+    np.testing.assert_array_equal(zol.multiply_scale(a, b)[..., 3], a[..., 3])
+
+
+@pytest.mark.parametrize("dtype", [np.uint8, np.uint16])
+def test_rows_of_any_layout(dtype):
+    # The family steps through rows of whole words: odd widths and views
+    # go through copies, written back in place.
+    a, b = rand((6, 12, 3), dtype, 1), rand((6, 12, 3), dtype, 2)
+    whole = zol.multiply_scale(a, b)
+    np.testing.assert_array_equal(zol.multiply_scale(a[:, 1:6], b[:, 1:6]), whole[:, 1:6])
+    out = np.zeros((6, 12, 3), dtype)
+    zol.multiply_scale(a[:, :5].copy(), b[:, :5], out=out[:, 2:7])
+    np.testing.assert_array_equal(out[:, 2:7], whole[:, :5])
+    assert not out[:, 7:].any() and not out[:, :2].any()
+    ga = rand((5, 12, 2), dtype, 3)
+    expected = ga.copy()
+    zol.pre_multiply_alpha(expected)
+    zol.pre_multiply_alpha(ga[:, 3:10])
+    np.testing.assert_array_equal(ga[:, 3:10], expected[:, 3:10])
+
+
+def test_errors():
+    a = rand((4, 5, 3), np.uint8)
+    with pytest.raises(zol.Error) as e:
+        zol.alpha_composite(a, a)
+    assert (e.value.status, e.value.function, e.value.context) == (
+        -5, "zolAlphaComposite", "srcImageA->alphaChannel < 1")
+    pytest.raises(ValueError, zol.alpha_composite, a, a, "under")
+    pytest.raises(TypeError, zol.alpha_composite, a, a, alpha_a=3, alpha_b=a[..., 0])
