@@ -6,6 +6,9 @@
 // writes it).
 #pragma once
 
+#include <cstring>
+#include <vector>
+
 #include "bind.h"
 
 namespace zolpy {
@@ -23,29 +26,45 @@ inline bool alignedRows(const py::array& a) {
            reinterpret_cast<uintptr_t>(a.data()) % item == 0;
 }
 
-// A new array of zeros with rows at that step: shape (h, w) for channels
-// 0, else (h, w, channels).
+inline py::module_& numpyModule() {
+    // Held to the end of the process, as the interpreter may outlive a static.
+    static py::module_* np = new py::module_(py::module_::import("numpy"));
+    return *np;
+}
+
+// A new array with rows at that step: shape (h, w) for channels 0, else
+// (h, w, channels). The padding is zeros; the pixels are not set.
 inline py::array alignedArray(int64_t height, int64_t width, int64_t channels,
                               const py::dtype& dt) {
-    py::module_ np = py::module_::import("numpy");
-    if (dt.kind() == 'b') return np.attr("zeros")(py::make_tuple(height, width), dt);
-    const int64_t ch = channels > 0 ? channels : 1;
-    const int64_t row = width * ch * dt.itemsize();
-    py::object base = np.attr("zeros")(py::make_tuple(height, alignedRow(width, ch, dt.itemsize())),
-                                       "uint8");
-    py::object a = base[py::make_tuple(py::slice(0, height, 1), py::slice(0, row, 1))].attr("view")(dt);
-    return channels > 0 ? a.attr("reshape")(height, width, channels) : a;
+    const int64_t ch = channels > 0 ? channels : 1, item = dt.itemsize();
+    if (dt.kind() == 'b') return numpyModule().attr("zeros")(py::make_tuple(height, width), dt);
+    const int64_t step = alignedRow(width, ch, item);
+    py::array_t<uint8_t> block(py::ssize_t(height * step));
+    if (step != width * ch * item) std::memset(block.mutable_data(), 0, size_t(height * step));
+    std::vector<py::ssize_t> shape{height, width}, strides{step, ch * item};
+    if (channels > 0) shape.push_back(channels), strides.push_back(item);
+    return py::array(dt, shape, strides, block.mutable_data(), block);
 }
 
 // obj as an array with aligned rows: itself, or a copy when copy is true
 // or its rows lie otherwise.
 inline py::array alignedCopy(py::handle obj, bool copy = true) {
-    py::module_ np = py::module_::import("numpy");
-    py::array a = np.attr("asarray")(obj);
+    py::array a = py::isinstance<py::array>(obj) ? py::reinterpret_borrow<py::array>(obj)
+                                                 : py::array(numpyModule().attr("asarray")(obj));
     if ((!copy && alignedRows(a)) || depthOf(a.dtype()) == 0 || (a.ndim() != 2 && a.ndim() != 3))
         return a;
-    py::array c = alignedArray(a.shape(0), a.shape(1), a.ndim() == 3 ? a.shape(2) : 0, a.dtype());
-    np.attr("copyto")(c, a);
+    const int64_t h = a.shape(0), w = a.shape(1), ch = a.ndim() == 3 ? a.shape(2) : 0;
+    py::array c = alignedArray(h, w, ch, a.dtype());
+    const int64_t item = a.itemsize(), row = w * (ch > 0 ? ch : 1) * item;
+    if (a.dtype().kind() == 'b' || (ch > 1 && a.strides(2) != item) ||
+        (w > 1 && a.strides(1) != row / w)) {
+        numpyModule().attr("copyto")(c, a);
+        return c;
+    }
+    // Pixels side by side in each row: a row is one block.
+    for (int64_t y = 0; y < h; ++y)
+        std::memcpy(static_cast<char*>(c.mutable_data()) + y * c.strides(0),
+                    static_cast<const char*>(a.data()) + y * a.strides(0), size_t(row));
     return c;
 }
 
@@ -60,7 +79,7 @@ public:
     }
     const py::object& use() const { return use_; }
     const py::object& back() const {
-        if (!use_.is(user_)) py::module_::import("numpy").attr("copyto")(user_, use_);
+        if (!use_.is(user_)) numpyModule().attr("copyto")(user_, use_);
         return user_;
     }
 
