@@ -13,57 +13,44 @@ def alpha(a):
     return a.ndim == 3 and a.shape[2] in (2, 4)
 
 
-def ref(fname, *args, images=2, extra=(), roi=None):
-    """fname(sources..., dst, *args) made directly; extra names keyword
-    images (alpha images) put between, read and written in their last
-    channel; dst starts as a copy of the first source."""
-    def run(a, b, **kw):
-        srcs = [(x, dict(alpha=alpha(x), roi=roi)) for x in (a, b)[:images]]
-        dst = a.copy()
-        ex = [(kw[k], dict(alpha=True, roi=roi)) if k in kw else None for k in extra]
-        cref(fname, *srcs, (dst, dict(alpha=alpha(dst), roi=roi)), *args[:1], *ex, *args[1:])
-        return dst
+def alpha_images(a, b):
+    return [a[..., 0].copy(), b[..., -1].copy(), np.zeros(a.shape[:2], a.dtype)]
+
+
+def ref(fname, *args, images=2, alphas=False, roi=None):
+    """fname(sources, dst, args[0], alpha images if alphas, args[1:]) made
+    directly, dst starting as a copy of a; with the alpha written."""
+    def run(a, b):
+        x, dst = alpha_images(a, b) if alphas else [], a.copy()
+        cref(fname, *[(y, dict(alpha=alpha(y), roi=roi)) for y in (a, b)[:images]],
+             (dst, dict(alpha=alpha(dst), roi=roi)), *args[:1],
+             *[(y, dict(alpha=True, roi=roi)) for y in x], *args[1:])
+        return np.dstack([dst, x[2]]) if alphas else dst
     return run
 
 
-def premultiplied(value, roi=None):
+def with_images(op, **kw):
+    def run(a, b):
+        x = alpha_images(a, b)
+        got = zol.alpha_composite(a, b, op, alpha_a=x[0], alpha_b=x[1], alpha_out=x[2], **kw)
+        return np.dstack([got, x[2]])
+    return run
+
+
+def premultiplied(value, roi=None, direct=False):
     def run(a, b):
         a = a.copy()
-        zol.pre_multiply_alpha(a, value, roi=roi)
+        if direct:
+            cref("zolPreMultiplyAlpha", (a, dict(alpha=alpha(a), roi=roi)), value)
+        else:
+            zol.pre_multiply_alpha(a, value, roi=roi)
         return a
-    return run
-
-
-def ref_premultiplied(value, roi=None):
-    def run(a, b):
-        a = a.copy()
-        cref("zolPreMultiplyAlpha", (a, dict(alpha=alpha(a), roi=roi)), value)
-        return a
-    return run
-
-
-def with_alpha_images(op, **kw):
-    def run(a, b):
-        images = dict(alpha_a=a[..., 0].copy(), alpha_b=b[..., -1].copy(),
-                      alpha_out=np.zeros(a.shape[:2], a.dtype))
-        got = zol.alpha_composite(a, b, op, **images, **kw)
-        return np.dstack([got, images["alpha_out"]])
-    return run
-
-
-def ref_alpha_images(op, premul=0, divide=0, roi=None):
-    def run(a, b):
-        aout = np.zeros(a.shape[:2], a.dtype)
-        got = ref("zolAlphaComposite", OPS.index(op), premul, divide,
-                  extra=("alpha_a", "alpha_b", "alpha_out"), roi=roi)(
-                      a, b, alpha_a=a[..., 0].copy(), alpha_b=b[..., -1].copy(), alpha_out=aout)
-        return np.dstack([got, aout])
     return run
 
 
 CASES = [  # (name, Python call, the same through the library, channel counts)
-    ("premultiply", premultiplied(-1), ref_premultiplied(-1), (2, 4)),
-    ("premultiply-value", premultiplied(100, ROI), ref_premultiplied(100, ROI), (1, 3, 4)),
+    ("premultiply", premultiplied(-1), premultiplied(-1, direct=True), (2, 4)),
+    ("premultiply-value", premultiplied(100, ROI), premultiplied(100, ROI, True), (1, 3, 4)),
     ("multiply-scale", lambda a, b: zol.multiply_scale(a, b, roi=ROI),
      ref("zolMultiplyScale", roi=ROI), (1, 3, 4)),
     ("multiply-s-scale", lambda a, b: zol.multiply_s_scale(a, 77),
@@ -73,10 +60,10 @@ CASES = [  # (name, Python call, the same through the library, channel counts)
     ("composite-c-both", lambda a, b: zol.alpha_composite(a, b, "xor", alpha_a=9, alpha_b=300,
                                                            divide=True),
      ref("zolAlphaCompositeC", 4, 9, 300, 0, 1), (1, 3)),
-    ("images-premul", with_alpha_images("out", premultiplied=True),
-     ref_alpha_images("out", premul=1), (3,)),
-    ("images-divide", with_alpha_images("plus", divide=True, roi=ROI),
-     ref_alpha_images("plus", divide=1, roi=ROI), (3,)),
+    ("images-premul", with_images("out", premultiplied=True),
+     ref("zolAlphaComposite", 2, 1, 0, alphas=True), (3,)),
+    ("images-divide", with_images("plus", divide=True, roi=ROI),
+     ref("zolAlphaComposite", 5, 0, 1, alphas=True, roi=ROI), (3,)),
 ] + [(f"composite-{op}", lambda a, b, op=op: zol.alpha_composite(a, b, op),
       ref("zolAlphaComposite", OPS.index(op), None, None, None, 0, 0), (2, 4)) for op in OPS]
 
