@@ -102,19 +102,31 @@ struct Bytes {
         data = static_cast<uint8_t*>(info.ptr);
         size = size_t(info.size) * size_t(info.itemsize);
     }
+    // The bytes on a 4-byte boundary, where the library reads an info
+    // header in place: the caller's, or a copy that giveBack() returns.
+    uint8_t* aligned() {
+        if (reinterpret_cast<uintptr_t>(data) % 4 == 0) return data;
+        copy.resize((size + 3) / 4);
+        std::memcpy(copy.data(), data, size);
+        return reinterpret_cast<uint8_t*>(copy.data());
+    }
+    void giveBack() {
+        if (!copy.empty()) std::memcpy(data, copy.data(), size);
+    }
     py::buffer_info info;
     uint8_t* data;
     size_t size;
+    std::vector<uint32_t> copy;
 };
 
 // The packed header the caller gives (header, table, then pixels, or the
 // pixels in `pixels`), checked against its length.
-const ZolBitmapInfoHeader* packedHeader(const Bytes& dib, const Bytes* pixels) {
+const ZolBitmapInfoHeader* packedHeader(Bytes& dib, const Bytes* pixels) {
     if (dib.size < kHeader) valueError("dib: shorter than the 40-byte info header");
     ZolBitmapInfoHeader h;
     std::memcpy(&h, dib.data, kHeader);
     const int64_t entries = colourCount(h);
-    const auto* given = reinterpret_cast<const ZolBitmapInfoHeader*>(dib.data);
+    const auto* given = reinterpret_cast<const ZolBitmapInfoHeader*>(dib.aligned());
     if (entries > maxEntries(h) || h.biSize != kHeader) return given;  // refused unread
     const size_t table = kHeader + size_t(4 * entries);
     if (dib.size < table) valueError("dib: the colour table is cut short");
@@ -209,6 +221,7 @@ py::bytes writeBmp(py::handle src, py::object bitsArg, bool rle, py::object pale
     ZolImage* s = exportSource(c, src);
     int bits = s->depth == ZOL_DEPTH_1U ? 1 : s->nChannels == 1 ? 8 : s->nChannels == 4 ? 32 : 24;
     if (!bitsArg.is_none()) bits = bitsArg.cast<int>();
+    if (bits < 1 || bits > 32) valueError("bits: 1, 4, 8, 16, 24 or 32");
     ZolBitmapInfoHeader h{};
     h.biSize = kHeader;
     h.biWidth = s->width;
@@ -233,24 +246,28 @@ py::bytes writeBmp(py::handle src, py::object bitsArg, bool rle, py::object pale
     }
     const int64_t entries = bits <= 8 && choice == ZOL_PALETTE_MEDIAN_CUT ? int64_t(1) << bits
                                                                           : colourCount(h);
-    const int64_t pixels = s->width > 0 && bits > 0 ? rowSize(s->width, bits) * s->height : 0;
+    const int64_t pixels = rowSize(s->width, bits) * s->height;
     if (entries > 256 || pixels > kIntMax) valueError("write_bmp: too large for a bitmap");
     h.biSizeImage = uint32_t(pixels);
-    std::vector<uint8_t> buf(kFileHeader + kHeader + size_t(4 * entries) + size_t(pixels), 0);
-    auto* dib = reinterpret_cast<ZolBitmapInfoHeader*>(buf.data() + kFileHeader);
+    // The file header is 14 bytes: two bytes ahead of it keep the info
+    // header on a 4-byte boundary, as the library reads it.
+    constexpr size_t kLead = 2;
+    std::vector<uint8_t> buf(kLead + kFileHeader + kHeader + size_t(4 * entries) + size_t(pixels), 0);
+    uint8_t* file = buf.data() + kLead;
+    auto* dib = reinterpret_cast<ZolBitmapInfoHeader*>(file + kFileHeader);
     std::memcpy(dib, &h, kHeader);
-    std::memcpy(buf.data() + kFileHeader + kHeader, colours.data(), colours.size());
+    if (!colours.empty()) std::memcpy(file + kFileHeader + kHeader, colours.data(), colours.size());
     const int d = ditherChoice(dither);
     c.run([&] { zolConvertToDIB(s, dib, d, choice); });
     // A median cut may use fewer entries (the pixels follow them), a
     // run-length code fewer bytes.
     const uint32_t off = uint32_t(kFileHeader + kHeader + 4 * size_t(colourCount(*dib)));
     const uint32_t size = off + (runLength(*dib) ? dib->biSizeImage : uint32_t(pixels));
-    buf[0] = 'B';
-    buf[1] = 'M';
-    std::memcpy(buf.data() + 2, &size, 4);
-    std::memcpy(buf.data() + 10, &off, 4);
-    return py::bytes(reinterpret_cast<const char*>(buf.data()), size);
+    file[0] = 'B';
+    file[1] = 'M';
+    std::memcpy(file + 2, &size, 4);
+    std::memcpy(file + 10, &off, 4);
+    return py::bytes(reinterpret_cast<const char*>(file), size);
 }
 
 }  // namespace
@@ -305,7 +322,7 @@ void bindBitmap(py::module_& m) {
     m.def(
         "convert_from_dib",
         [](py::handle dib, py::handle out, py::object data) {
-            const Bytes packed(dib);
+            Bytes packed(dib);
             std::unique_ptr<Bytes> pixels(data.is_none() ? nullptr : new Bytes(data));
             const ZolBitmapInfoHeader* h = packedHeader(packed, pixels.get());
             const Where w = noWhere();
@@ -320,26 +337,28 @@ void bindBitmap(py::module_& m) {
         },
         "dib"_a, "out"_a, "data"_a = py::none(),
         "Converts a bitmap in memory (info header, table and pixels; or the pixels apart in "
-        "data) into out, whose rows must lie a multiple of 4 bytes apart (zolConvertFromDIB, "
-        "zolConvertFromDIBSep).");
+        "data) into out, in place (zolConvertFromDIB, zolConvertFromDIBSep).");
     m.def(
         "convert_to_dib",
         [](py::handle src, py::handle dib, py::handle dither, py::object palette) {
-            const Bytes buf(dib, true);
+            Bytes buf(dib, true);
             if (buf.size < kHeader) valueError("dib: shorter than the 40-byte info header");
-            auto* h = reinterpret_cast<ZolBitmapInfoHeader*>(buf.data);
+            auto* h = reinterpret_cast<ZolBitmapInfoHeader*>(buf.aligned());
             const int choice = paletteChoice(palette);
             const int64_t entries = choice == ZOL_PALETTE_MEDIAN_CUT && h->biBitCount <= 8
                                         ? int64_t(1) << h->biBitCount
                                         : colourCount(*h);
-            const int64_t need = kHeader + 4 * entries + rowSize(h->biWidth, h->biBitCount) * absHeight(*h);
-            if (entries > 256 || h->biWidth < 0 || need > int64_t(buf.size))
+            // In doubles: the caller's header may claim any size.
+            const double need = double(kHeader + 4 * entries) +
+                                double(rowSize(h->biWidth, h->biBitCount)) * double(absHeight(*h));
+            if (entries > 256 || h->biWidth < 0 || need > double(buf.size))
                 valueError("dib: no room for the colour table and the rows");
             const Where w = noWhere();
             Call c("zolConvertToDIB", w);
             ZolImage* s = exportSource(c, src);
             const int d = ditherChoice(dither);
             c.run([&] { zolConvertToDIB(s, h, d, choice); });
+            buf.giveBack();
         },
         "src"_a, "dib"_a, "dither"_a = "none", "palette"_a = "keep",
         "Writes src into a writable bitmap in memory whose info header is filled, with room "
