@@ -25,15 +25,16 @@ def dib_of(name):
 
 def header(shape, dtype, data=None):
     """A C header over rows of whole words, as the bitmap functions lay them
-    out, and the array over its memory."""
+    out, and the array over its memory (synced after a call)."""
     dtype, (h, w, ch) = np.dtype(dtype), (shape + (1,))[:3]
     step = (w * ch * dtype.itemsize + 3) // 4 * 4
-    hd = Header(np.zeros((h, step), np.uint8))
+    base = np.zeros((h, step), np.uint8)
+    view = np.ndarray(shape, dtype, base, strides=(step, ch * dtype.itemsize, dtype.itemsize)[:len(shape)])
+    view[...] = 0 if data is None else data
+    hd = Header(base)
     hd.image.width, hd.image.nChannels, hd.image.depth = w, ch, DEPTHS[dtype]
     hd.image.colorModel, hd.image.channelSeq = MODEL[ch], SEQ[ch]
     hd.image.alphaChannel = 4 if ch == 4 else 0
-    view = np.ndarray(shape, dtype, hd.arr, strides=(step, ch * dtype.itemsize, dtype.itemsize)[:len(shape)])
-    view[...] = 0 if data is None else data
     return hd, view
 
 
