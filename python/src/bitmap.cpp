@@ -174,6 +174,7 @@ py::object readBmp(py::object source, py::object channels, py::object dtype) {
     int ch = channels.is_none() ? 3 : channels.cast<int>();
     if (channels.is_none()) {
         if (h->biBitCount == 32) ch = 4;
+        if (dt.kind() == 'b') ch = 1;  // a 1-bit image has one channel
         if (h->biBitCount <= 8 && entries <= 256 && grayTable(head.data() + kHeader, entries)) ch = 1;
     }
     int64_t width = h->biWidth, height = absHeight(*h);

@@ -37,7 +37,9 @@ inline py::module_& numpyModule() {
 inline py::array alignedArray(int64_t height, int64_t width, int64_t channels,
                               const py::dtype& dt) {
     const int64_t ch = channels > 0 ? channels : 1, item = dt.itemsize();
-    if (dt.kind() == 'b') return numpyModule().attr("zeros")(py::make_tuple(height, width), dt);
+    if (dt.kind() == 'b')
+        return numpyModule().attr("zeros")(channels > 0 ? py::make_tuple(height, width, channels)
+                                                        : py::make_tuple(height, width), dt);
     const int64_t step = alignedRow(width, ch, item);
     py::array_t<uint8_t> block(py::ssize_t(height * step));
     if (step != width * ch * item) std::memset(block.mutable_data(), 0, size_t(height * step));
