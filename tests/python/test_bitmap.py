@@ -131,7 +131,5 @@ def test_bad_bitmaps():
         with pytest.raises(zol.Error) as e:
             zol.read_bmp(path(name))
         assert (e.value.status, e.value.function) == (status, "zolConvertFromDIBSep"), name
-    with pytest.raises(ValueError, match="ends inside the pixels"):
-        zol.read_bmp(path("shortfile"))
-    with pytest.raises(ValueError):
-        zol.convert_from_dib(dib_of("pal8rle")[:500], np.zeros((64, 127, 3), np.uint8))
+    pytest.raises(ValueError, zol.read_bmp, path("shortfile"))
+    pytest.raises(ValueError, zol.convert_from_dib, dib_of("pal8rle")[:500], np.zeros((64, 127, 3), np.uint8))
