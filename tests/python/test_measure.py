@@ -1,6 +1,5 @@
 """Measurement: each Python call against the same library call made directly."""
 import ctypes
-import re
 
 import numpy as np
 import pytest
@@ -11,7 +10,8 @@ P32, DOUBLE = ctypes.POINTER(ctypes.c_int32), ctypes.c_double
 INTS = [np.uint8, np.int8, np.uint16, np.int16, np.int32]
 ROI = (2, 1, 9, 6)
 ORDERS = [(m, n) for m in range(4) for n in range(4 - m)]
-MOMENTS = ["Spatial", "NormalizedSpatial", "Central", "NormalizedCentral"]
+MOMENTS = {"Spatial": "spatial", "NormalizedSpatial": "normalized_spatial", "Central": "central",
+           "NormalizedCentral": "normalized_central"}
 KEYS = {np.uint8: [0, 17, 100, 101, 200, 256], np.uint16: [3, 1000, 40000, 65535, 65536],
         np.bool_: [0, 1, 2]}
 
@@ -55,16 +55,12 @@ def py_lut(fn, keys=None, *curve, **kw):
     return run
 
 
-def snake(name):
-    return re.sub(r"(?<!^)([A-Z])", r"_\1", name).lower()
-
-
 def moments(s, coi, ref=False):
     """Every moment of s's channel coi (from 1), from a state made by
     zol.moments or directly."""
     if not ref:
-        mo = zol.moments(s, coi=coi - 1 if coi else None)
-        return [getattr(mo, snake(k))(m, n) for m, n in ORDERS for k in MOMENTS]
+        mo = zol.moments(s, coi=coi - 1)
+        return [getattr(mo, MOMENTS[k])(m, n) for m, n in ORDERS for k in MOMENTS]
     state = ctypes.byref((DOUBLE * 32)())
     cref("zolMoments", (s, dict(coi=coi)), state)
     return [cref(f"zolGet{k}Moment", state, m, n, restype=DOUBLE) for m, n in ORDERS for k in MOMENTS]
@@ -100,7 +96,7 @@ CASES = [  # (name, Python call, the same through the library, dtypes)
      lambda s: cref("zolNorm", s, s // 2 + 1, 9, restype=DOUBLE), [np.uint8, np.int16]),
     ("moments", lambda s: moments(s, s.ndim - 1), lambda s: moments(s, s.ndim - 1, True),
      INTS + [np.float32, np.bool_]),
-    ("image-moments", lambda s: [getattr(zol, snake(k) + "_moment")(s, m, n, roi=ROI)
+    ("image-moments", lambda s: [getattr(zol, MOMENTS[k] + "_moment")(s, m, n, roi=ROI)
                                  for m, n in ORDERS for k in MOMENTS],
      lambda s: [cref(f"zol{k}Moment", (s, dict(roi=ROI)), m, n, restype=DOUBLE)
                 for m, n in ORDERS for k in MOMENTS], [np.uint8, np.int32, np.float32]),
