@@ -147,6 +147,8 @@ run "A translucent square the tool draws" input/square.png \
 for op in over in out atop xor plus; do
     run "The disc $op the square" "composite-$op.png" \
         composite --op "$op" input/disc.png input/square.png "composite-$op.png"
+    py 'disc, square = imread("input/disc.png"), imread("input/square.png")' \
+        "out = zol.alpha_composite(disc, square, \"$op\")" "imsave(\"composite-$op.png\", out)"
 done
 run "The spectrum of the rings: log(1 + |F|), frequency 0 in the centre" fft-rings.png \
     fft input/rings.png fft-rings.png
@@ -163,8 +165,12 @@ run "A Sobel edge map: left minus right, negatives clamped to 0" sobel.png \
     filter input/chart.png sobel.png sobel-v
 py 'chart = imread("input/chart.png")' 'out = zol.fixed_filter(chart, "sobel_v")' 'imsave("sobel.png", out)'
 run "The landscape equalised" equalized.png equalize input/scene.jpg equalized.png
+py 'scene = imread("input/scene.jpg")' 'counts = zol.compute_histo(scene, [zol.LUT(np.arange(257)) for _ in range(3)])' \
+    'imsave("equalized.png", zol.histo_equalize(scene, counts))'
 run "The green channel cut at 128 into a 1-bit image" threshold.png \
     threshold --depth 1u --coi 2 input/scene.jpg threshold.png 128
+py 'scene = imread("input/scene.jpg")' 'out = zol.threshold(np.ascontiguousarray(scene[..., 1]), 128, bool)' \
+    'imsave("threshold.png", out)'
 
 if [[ -n $page ]]; then
     rel=$(realpath --relative-to="$(dirname "$page")" "$out")
