@@ -49,6 +49,7 @@ py() {
 }
 
 run "The ring test pattern" input/rings.png pattern --size 320x240 input/rings.png
+py 'rings = zol.jaehne(320, 240)' 'imsave("input/rings.png", rings)'
 run "A colour chart the tool draws" input/chart.png chart --size 320x240 input/chart.png
 run "A landscape the tool draws, as JPEG" input/scene.jpg \
     chart --scene --size 320x240 --quality 85 input/scene.jpg
@@ -182,7 +183,8 @@ if [[ -n $page ]]; then
         echo
         echo "Under a command, the same picture made with the Python package (see"
         echo "[python.md](python.md)): \`imread\` and \`imsave\` stand for any reader and writer"
-        echo "of NumPy arrays."
+        echo "of NumPy arrays. Pictures the tool itself draws (the inputs, the noise, spectra"
+        echo "shown as a logarithm) have no Python lines."
         echo
         for i in "${!entries[@]}"; do
             IFS='|' read -r caption command file <<<"${entries[$i]}"
