@@ -5,6 +5,7 @@
 // library leaves it out of the colour channels.
 #include <cmath>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <numeric>
 
@@ -48,6 +49,21 @@ struct ScaleArgs {
     std::string input, output, size, factor, interp = "linear";
 };
 
+// Runs call, which maps src's colour channels into dst; the library leaves
+// an alpha channel to a coi, so call runs again on that channel alone.
+// Then saves dst.
+int callAndSave(ZolImage* src, ZolImage* dst, const std::function<bool()>& call,
+                const std::string& output, const ImageOptions& options) {
+    if (!call()) return kExitFailure;
+    if (src->alphaChannel) {
+        ImageOptions alpha;
+        alpha.coi = src->alphaChannel;
+        if (!setRegion(src, alpha, true) || !setRegion(dst, alpha, true) || !call())
+            return kExitFailure;
+    }
+    return saveImage(output, dst, options);
+}
+
 int runScale(const CLI::App* c, const ScaleArgs& a, Kind kind) {
     const int interp = interpOfName(a.interp, kind != Kind::Zoom);
     if (interp < 0)
@@ -90,14 +106,7 @@ int runScale(const CLI::App* c, const ScaleArgs& a, Kind kind) {
             zolResize(src.get(), dst.get(), xDst, xSrc, yDst, ySrc, interp);
         return !libraryFailed(name);
     };
-    if (!call()) return kExitFailure;
-    if (src->alphaChannel) {
-        ImageOptions alpha;
-        alpha.coi = src->alphaChannel;
-        if (!setRegion(src.get(), alpha, true) || !setRegion(dst.get(), alpha, true) || !call())
-            return kExitFailure;
-    }
-    return saveImage(a.output, dst.get(), a.options);
+    return callAndSave(src.get(), dst.get(), call, a.output, a.options);
 }
 
 void addScale(CLI::App& app, const char* name, const char* description, Kind kind) {
@@ -191,14 +200,7 @@ int runWarp(const CLI::App* c, const WarpArgs& a, Warp kind) {
         }
         return !libraryFailed(names[int(kind)]);
     };
-    if (!call()) return kExitFailure;
-    if (src->alphaChannel) {
-        ImageOptions alpha;
-        alpha.coi = src->alphaChannel;
-        if (!setRegion(src.get(), alpha, true) || !setRegion(dst.get(), alpha, true) || !call())
-            return kExitFailure;
-    }
-    return saveImage(a.output, dst.get(), a.options);
+    return callAndSave(src.get(), dst.get(), call, a.output, a.options);
 }
 
 void addWarp(CLI::App& app, const char* name, const char* description, Warp kind) {
