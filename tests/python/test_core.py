@@ -1,6 +1,7 @@
 """What the bindings add over the library: arrays as headers without
 copies, regions, channel and mask as cropping, errors, the GIL, memory."""
 import ctypes
+import os
 import sys
 import threading
 import tracemalloc
@@ -182,3 +183,13 @@ def test_arrays_stay_alive_and_nothing_leaks():
     grown = sum(s.size_diff for s in tracemalloc.take_snapshot().compare_to(first, "filename"))
     tracemalloc.stop()
     assert grown < 64 * 1024, f"{grown} bytes more after 10,000 calls"
+
+
+def test_readme_and_guide_examples_run():
+    root = os.path.join(os.path.dirname(__file__), "..", "..")
+    for doc in ("README.md", "docs/python.md"):
+        with open(os.path.join(root, doc)) as f:
+            code = f.read().split("```python\n")[1].split("```")[0]
+        space = {}
+        exec(code, space)
+        assert space["smooth"].shape == (480, 640)
