@@ -24,9 +24,10 @@ def best(fn, seconds=0.4):
 
 def c_call(name, *args):
     fn = getattr(LIB, name)
-    held = [Header(a) if isinstance(a, np.ndarray) else a for a in args]
+    held = [Header(a) if isinstance(a, np.ndarray) else
+            Header(a[0], **a[1]) if isinstance(a, tuple) else a for a in args]
     refs = [h.ref() if isinstance(h, Header) else h for h in held]
-    return lambda: fn(*refs)
+    return lambda held=held: fn(*refs)  # held keeps the pixels alive
 
 
 def cases(h, w):
@@ -57,8 +58,27 @@ def filters(h, w, c_call):
     yield "fft2 1024x1024 32f", lambda: zol.fft2(f, out=g), c_call("zolRealFft2D", f, g, 1)
 
 
+def others(h, w, c_call):
+    import ctypes
+    a3, o3 = rand((h, w, 3), np.uint8, 10), np.zeros((h, w, 3), np.uint8)
+    a1, b1 = rand((h, w), np.uint8, 11), rand((h, w), np.uint8, 12)
+    small = np.zeros((720, 1280, 3), np.uint8)
+    yield "resize to 1280x720 c3", lambda: zol.resize(a3, (1280, 720), out=small), \
+        c_call("zolResize", a3, small, 1280, 1920, 720, 1080, 1)
+    yield "rotate 30 linear c3", lambda: zol.rotate(a3, 30.0, out=o3), \
+        c_call("zolRotate", a3, o3, ctypes.c_double(30.0), ctypes.c_double(0), ctypes.c_double(0), 1)
+    yield "rgb_to_hsv c3", lambda: zol.rgb_to_hsv(a3, out=o3), c_call("zolRGB2HSV", a3, o3)
+    yield "threshold c1", lambda: zol.threshold(a1, 128, out=b1), c_call("zolThreshold", a1, b1, 128)
+    LIB.zolNorm.restype = ctypes.c_double
+    yield "norm l2 of a - b c1", lambda: zol.norm(a1, b1, "l2"), c_call("zolNorm", a1, b1, 4)
+    p, q, r = (rand((h, w, 4), np.uint8, s) for s in (13, 14, 15))
+    yield "alpha_composite over c4", lambda: zol.alpha_composite(p, q, "over", out=r), \
+        c_call("zolAlphaComposite", (p, dict(alpha=True)), (q, dict(alpha=True)),
+               (r, dict(alpha=True)), 0, None, None, None, 0, 0)
+
+
 # Families add generators of (name, python call, C call) here.
-EXTRA = [filters]
+EXTRA = [filters, others]
 
 
 def main():
