@@ -175,7 +175,7 @@ py 'scene = imread("input/scene.jpg")' 'out = zol.threshold(np.ascontiguousarray
 
 # BMP exports: the page shows the PNG copy the tool makes of each file.
 for bits in 8 4 1; do
-    run "The landscape as a $bits-bit BMP with a median-cut palette (shown as PNG)" "scene-$bits.bmp" \
+    run "The landscape as BMP at $bits bits per pixel, median-cut palette (shown as PNG)" "scene-$bits.bmp" \
         copy --bits "$bits" --palette median input/scene.jpg "scene-$bits.bmp"
     "$zol" copy "scene-$bits.bmp" "scene-$bits.png"
     entries[${#entries[@]} - 1]=${entries[${#entries[@]} - 1]%.bmp}.png
