@@ -39,7 +39,8 @@ int64_t tableEntries(const ZolBitmapInfoHeader& h) {
 bool slurp(FILE* in, std::vector<unsigned char>* bytes) {
     unsigned char chunk[65536];
     size_t n;
-    while ((n = std::fread(chunk, 1, sizeof chunk, in)) > 0) bytes->insert(bytes->end(), chunk, chunk + n);
+    while ((n = std::fread(chunk, 1, sizeof chunk, in)) > 0)
+        bytes->insert(bytes->end(), chunk, chunk + n);
     return !std::ferror(in);
 }
 
@@ -103,7 +104,8 @@ ZolImage* readBmp(FILE* in, const std::string& path, std::string* error) {
     if (tableAt + 4 * copied > size) return fail("truncated: the colour table is cut short");
     std::vector<uint32_t> block(size_t(kInfoHeader / 4 + (copied ? copied : 1)));
     std::memcpy(block.data(), &h, sizeof h);
-    if (copied) std::memcpy(block.data() + kInfoHeader / 4, &file[size_t(tableAt)], size_t(4 * copied));
+    if (copied)
+        std::memcpy(block.data() + kInfoHeader / 4, &file[size_t(tableAt)], size_t(4 * copied));
     auto* header = reinterpret_cast<ZolBitmapInfoHeader*>(block.data());
 
     const int64_t offset = get32(&file[10]);
@@ -115,7 +117,8 @@ ZolImage* readBmp(FILE* in, const std::string& path, std::string* error) {
     if (h.biCompression == ZOL_BI_RLE8 || h.biCompression == ZOL_BI_RLE4) {
         // The decoder stays within biSizeImage bytes: never more than are here.
         if (left == 0) return fail("truncated: no pixel data");
-        if (header->biSizeImage == 0 || header->biSizeImage > left) header->biSizeImage = uint32_t(left);
+        if (header->biSizeImage == 0 || header->biSizeImage > left)
+            header->biSizeImage = uint32_t(left);
     } else {
         const int64_t row = rowBytes(width, h.biBitCount ? h.biBitCount : 1);
         if (height > left / row)

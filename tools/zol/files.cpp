@@ -171,7 +171,8 @@ int writeImage(const std::string& path, const ZolImage* image, const WriteOption
     std::string why;
     const BmpOptions& bmp = options.bmp;
     if (format != Format::Bmp && (bmp.bits || bmp.rle || bmp.palette >= 0)) {
-        *error = path + ": --bits, --rle and --palette are for BMP files; name the file .bmp";
+        *error = path + ": --bits, --rle and --palette are for BMP files (name the file .bmp "
+                        "or give --format bmp)";
         return 2;
     }
     bool holds = format == Format::Pnm    ? pnmCanHold(image, &why)
