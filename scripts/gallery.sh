@@ -173,6 +173,14 @@ run "The green channel cut at 128 into a 1-bit image" threshold.png \
 py 'scene = imread("input/scene.jpg")' 'out = zol.threshold(np.ascontiguousarray(scene[..., 1]), 128, bool)' \
     'imsave("threshold.png", out)'
 
+# BMP exports: the page shows the PNG copy the tool makes of each file.
+for bits in 8 4 1; do
+    run "The landscape as BMP at $bits bits per pixel, median-cut palette (shown as PNG)" "scene-$bits.bmp" \
+        copy --bits "$bits" --palette median input/scene.jpg "scene-$bits.bmp"
+    "$zol" copy "scene-$bits.bmp" "scene-$bits.png"
+    entries[${#entries[@]} - 1]=${entries[${#entries[@]} - 1]%.bmp}.png
+done
+
 if [[ -n $page ]]; then
     rel=$(realpath --relative-to="$(dirname "$page")" "$out")
     {

@@ -2,6 +2,8 @@
 //
 //   tool_check near A B TOL
 //       A and B hold images of one shape whose elements differ by TOL at most.
+//   tool_check dib OUT IN BITS PALETTE RLE
+//       OUT is IN written as BMP; see dib() below.
 //   tool_check op OUT COMMAND VALUE ROI COI MASK A [B]
 //       OUT is what `zol COMMAND` made of A (and B) with VALUE, --roi ROI,
 //       --coi COI and --mask MASK ("-" where absent). The library is called
@@ -15,6 +17,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "files.h"
 
@@ -280,6 +283,11 @@ const std::map<std::string, Make>& makers() {
              zolMirror(a, d, -1);
              return d;
          }},
+        {"depth", [](ZolImage* a, ZolImage*) {
+             ZolImage* d = blank(ZOL_DEPTH_8U, a->nChannels, a->width, a->height);
+             zolConvert(a, d);
+             return d;
+         }},
         {"twist", [](ZolImage* a, ZolImage*) {
              ZolImage* d = zolCloneImage(a);
              const int32_t m[16] = {0, 3, 1, 5, 2, 0, 2, -9, 1, 1, 2, 0};
@@ -309,6 +317,30 @@ int made(const std::string& out, const std::string& command, const std::string& 
     const std::string wantPath = out + ".want.png";
     if (writeImage(wantPath, want.get(), png, &error)) return 2;
     return near(out, wantPath, 0);
+}
+
+// dib OUT IN BITS PALETTE RLE: OUT, a BMP file the tool wrote from IN, reads
+// back as IN does through a bitmap the library lays out in memory
+// (zolConvertToDIB, then zolConvertFromDIB into an image of OUT's shape).
+int dib(char** argv) {
+    ImagePtr a = load(argv[3]), got = load(argv[2]);
+    const int bits = std::atoi(argv[4]), palette = std::atoi(argv[5]);
+    const int64_t row = (int64_t(a->width) * bits + 31) / 32 * 4;
+    std::vector<uint32_t> block(size_t((40 + 1024 + row * a->height) / 4));
+    auto* h = reinterpret_cast<ZolBitmapInfoHeader*>(block.data());
+    *h = {40, a->width, a->height, 1, uint16_t(bits), 0, 0, 0, 0, 0, 0};
+    if (std::atoi(argv[6])) h->biCompression = bits == 8 ? ZOL_BI_RLE8 : ZOL_BI_RLE4;
+    zolSetErrStatus(0);
+    zolConvertToDIB(a.get(), h, ZOL_DITHER_NONE, palette);
+    ImagePtr want(blank(got->depth, got->nChannels, got->width, got->height));
+    zolConvertFromDIB(h, want.get());
+    if (zolGetErrStatus() < 0) return 1;
+    std::string error;
+    WriteOptions png;
+    png.format = Format::Png;
+    const std::string wantPath = std::string(argv[2]) + ".want.png";
+    if (writeImage(wantPath, want.get(), png, &error)) return 2;
+    return near(argv[2], wantPath, 0);
 }
 
 // moment IN COI X,Y,W,H M N: the library's spatial moment of that region.
@@ -341,6 +373,7 @@ int main(int argc, char** argv) {
     if ((argc == 9 || argc == 10) && std::strcmp(argv[1], "op") == 0) return op(argv, argc);
     if (argc == 7 && std::strcmp(argv[1], "moment") == 0) return moment(argv);
     if (argc == 5 && std::strcmp(argv[1], "norm") == 0) return norm(argv);
+    if (argc == 7 && std::strcmp(argv[1], "dib") == 0) return dib(argv);
     std::fprintf(stderr, "usage: tool_check near A B TOL | op OUT COMMAND VALUE ROI COI MASK A [B]\n");
     return 2;
 }

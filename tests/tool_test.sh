@@ -135,7 +135,7 @@ refuse() { # refuse TEXT BYTES...: the tool reads the bytes and exits 1
     [[ -e out.pgm ]] && { bad "output left for: $text"; rm -f out.pgm; }
 }
 refuse "empty file" ''
-refuse "not a PNG, JPEG or PNM" 'GIF89a'
+refuse "not a PNG, JPEG, PNM or BMP" 'GIF89a'
 refuse "not a PNM" 'P56 1\n255\n\0'
 refuse "plain (text)" 'P2\n1 1\n255\n0\n'
 refuse "PAM" 'P7\nWIDTH 1\n'
@@ -216,6 +216,90 @@ for f in big.png big.jpg; do
 done
 check "no output from damaged files" [ ! -e out.png ]
 
+# --- BMP ------------------------------------------------------------------------
+# Gray, 1-bit, 24- and 32-bit files come back exact; 32 bits with an empty
+# alpha byte read as RGB. Palettes and run-length coding read back as the
+# library's own bitmap in memory does (checker: dib OUT IN BITS PALETTE RLE).
+for f in c.ppm:24 ca.png:32 p8.pgm:8 p1.pbm:1 c16.ppm:24; do
+    "$ZOL" copy "${f%:*}" "b-${f%:*}.bmp" && [ "$(data "b-${f%:*}.bmp" 28 | head -c 2 | hex)" = "$(printf '%02x00' "${f#*:}")" ] &&
+        { [[ $f = c16* ]] || "$CHECK" near "${f%:*}" "b-${f%:*}.bmp" 0; } && ok || bad "BMP round trip of $f"
+done
+"$ZOL" copy --bits 32 c.ppm c32.bmp && "$CHECK" near c.ppm c32.bmp 0 && ok || bad "32-bit BMP without alpha"
+"$ZOL" shr c16.ppm c16s.ppm 8 && "$ZOL" depth --to 8u c16s.ppm c16s8.ppm && "$CHECK" near c16s8.ppm b-c16.ppm.bmp 0 && ok || bad "16u BMP keeps high bytes"
+while read -r in bits palette rle; do
+    opts=(--bits "$bits"); [[ $palette = 1 ]] && opts+=(--palette linear)
+    [[ $rle = 1 ]] && opts+=(--rle)
+    "$ZOL" copy "${opts[@]}" "$in" out.bmp 2>err.txt && "$CHECK" dib out.bmp "$in" "$bits" "$palette" "$rle" && ok ||
+        bad "BMP $in ${opts[*]}: $(cat err.txt)"
+done <<'TABLE'
+s.ppm 8 2 0
+s.ppm 4 2 0
+s.ppm 1 2 0
+c.ppm 8 1 0
+p8.pgm 4 1 0
+flat.ppm 8 2 1
+flat.ppm 4 2 1
+s.ppm 8 2 1
+TABLE
+# Pixels may start past the table: four bytes put in, the offset moved on.
+{ head -c 10 b-c.ppm.bmp; printf '\072\0\0\0'; data b-c.ppm.bmp 14 | head -c 40; printf 'gap!'; data b-c.ppm.bmp 54; } >gap.bmp &&
+    "$CHECK" near c.ppm gap.bmp 0 && ok || bad "BMP pixels past a gap"
+"$ZOL" copy --bits 8 --rle flat.ppm rle8.bmp && [ "$(data rle8.bmp 30 | head -c 1 | hex)" = 01 ] &&
+    [ "$(stat -c %s rle8.bmp)" -lt 500 ] && ok || bad "RLE8 coded"
+expect 2 "--rle needs --bits 4 or 8" copy --rle c.ppm x.bmp
+expect 2 "are for BMP files" copy --bits 8 c.ppm x.png
+expect 2 "--bits" copy --bits 7 c.ppm x.bmp
+expect 2 "--palette" copy --palette keep c.ppm x.bmp
+# The sample files: each family of encodings shows one picture.
+B=$SOURCE/tests/data/bmp
+for g in "pal8 pal8rle pal8topdown" "pal4 pal4rle" "rgb24 rgb32 rgb32bf rgb16 rgb16-565"; do
+    read -r first rest <<<"$g"
+    "$ZOL" copy "$B/$first.bmp" "$first.png" && "$ZOL" info "$first.png" | grep -q 'size: *127x64' || bad "read $first.bmp"
+    for f in $rest; do
+        tol=0; [[ $f = rgb16* ]] && tol=12  # 5 or 6 bits a channel, rounded
+        "$ZOL" copy "$B/$f.bmp" "$f.png" && "$CHECK" near "$first.png" "$f.png" "$tol" && ok || bad "$f.bmp as $first.bmp"
+    done
+done
+"$ZOL" copy "$B/pal1.bmp" pal1.png && "$ZOL" info pal1.png | grep -q 'size: *127x64' && ok || bad "pal1.bmp"
+for f in badbitcount badrle badrle4 badwidth shortfile; do expect 1 "$f.bmp: " copy "$B/$f.bmp" out.png; done
+# Cut and hostile headers: exit 1 with a message, no crash, nothing written.
+for f in b-c.ppm.bmp rle8.bmp; do
+    size=$(stat -c %s "$f")
+    for n in 1 2 10 20 60 $((size / 2)) $((size - 1)); do
+        head -c "$n" "$f" >cut.bmp
+        expect 1 "cut.bmp: " copy cut.bmp out.png
+    done
+done
+bmp() { # bmp WIDTH HEIGHT BITS COMPRESSION COLOURS INFOSIZE: headers, 2 colours, 8 bytes
+    w() { local v=$(($1 & 0xFFFFFFFF)) i; for i in 0 8 16 24; do printf "\\$(printf %03o $((v >> i & 255)))"; done; }
+    printf 'BM'; w 70; w 0; w 62; w "$6"; w "$1"; w "$2"; printf '\001\000'; printf "\\$(printf %03o "$3")\\000"
+    w "$4"; w 8; w 0; w 0; w "$5"; w 0; printf '\0\0\0\0\377\377\377\0\1\2\3\4\5\6\7\10'
+}
+while read -r w h b c n i text; do
+    bmp "$w" "$h" "$b" "$c" "$n" "$i" >h.bmp && expect 1 "$text" copy h.bmp out.png
+done <<'TABLE'
+40000 40000 8 0 2 40 bytes of pixels expected
+2147483647 2147483647 32 0 0 40 bytes of pixels expected
+0 1 1 0 2 40 bad size
+1 -2147483648 1 0 2 40 bad size
+2 2 1 0 2 64 not supported
+2 2 1 0 9 40 zolConvertFromDIBSep failed
+2 2 7 0 0 40 zolConvertFromDIBSep failed
+2 -2 8 1 2 40 zolConvertFromDIBSep failed
+9000 9000 8 1 2 40 zolConvertFromDIBSep failed
+TABLE
+check "no output from hostile BMP" [ ! -e out.png ]
+bmp 2 2 1 0 2 40 >ok.bmp && "$ZOL" info ok.bmp | grep -q 'depth: *1u' && ok || bad "the header maker"
+# depth: 8u to 16u and back keeps values; 1u becomes 0 and 255; other depths refused.
+"$ZOL" depth --to 16u p8.pgm d16.png && "$ZOL" info d16.png | grep -q 'depth: *16u' &&
+    "$ZOL" depth --to 8u d16.png d8.pgm && cmp -s d8.pgm p8.pgm && ok || bad "depth 8u-16u-8u"
+"$ZOL" depth --to 8u p1.pbm d1.pgm && "$ZOL" depth --to 1u d1.pgm d1.pbm && cmp -s d1.pbm p1.pbm &&
+    [ "$("$ZOL" histogram d1.pgm | grep -v '^#' | awk '$2 > 0 {print $1}' | tr '\n' ' ')" = "0 255 " ] && ok || bad "depth 1u-8u-1u"
+"$ZOL" depth --to 1u --coi 2 c.ppm g1.pbm && "$ZOL" copy --coi 2 c.ppm g.pgm && "$ZOL" depth --to 1u g.pgm g1b.pbm &&
+    cmp -s g1.pbm g1b.pbm && ok || bad "depth --to 1u --coi"
+for d in 8s 16s 32s 32f; do expect 2 "files cannot hold $d" depth --to $d p8.pgm x.png; done
+expect 2 "--coi N picks" depth --to 1u c.ppm x.pbm
+
 # --- every family command against the library called directly ---------------
 # Each row runs plain, with a region and a mask, and on one channel; the
 # checker builds the expected picture from a direct library call.
@@ -285,6 +369,7 @@ affine c.ppm --matrix 0.9,0.2,1;-0.1,1.1,2
 perspective c.ppm --quad 3,1,33,2,36,22,0,19 --interp nn
 perspective ca.png --onto --quad 3,1,33,2,36,22,0,19
 mirror c.ppm --axis both
+depth p16.pgm --to 8u
 TABLE
 # The spectrum of a flat picture is one white point at the centre; a blur
 # by a kernel of sum 1 leaves a flat picture flat.

@@ -265,10 +265,11 @@ void addColourCommands(CLI::App& app) {
     auto r = std::make_shared<GrayArgs>();
     c = addCommand(app, group, "reduce", "OUT = IN with --bits bits per sample, dithered (zolReduceBits)",
                    [r](const CLI::App* c) { return runReduce(c, *r); });
-    addOutputOptions(c, r->options);
+    // Its own --bits comes first: a BMP file of reduce takes the usual bit count.
     c->add_option("--bits", r->bits, "the bits kept per sample")
         ->check(CLI::Range(1, 8).description(""))
         ->type_name("N");
+    addOutputOptions(c, r->options);
     c->add_option("--dither", r->dither, "none (default), fs, jjn, stucki or bayer")->type_name("D");
     c->add_flag("--1u", r->oneBit, "a 1-bit gray picture");
     addInOut(c, r->input, r->output);

@@ -142,15 +142,30 @@ std::string checkRoi(const std::string& text) {
 void addOutputOptions(CLI::App* command, ImageOptions& o) {
     command
         ->add_option("--format", o.format,
-                     "png, jpeg or pnm (default: from OUT's name, else png)")
+                     "png, jpeg, pnm or bmp (default: from OUT's name, else png)")
         ->type_name("FMT")
         ->check([](const std::string& t) {
-            return formatOfWord(t) == Format::None ? "unknown format '" + t + "' (png, jpeg, pnm)"
-                                                   : std::string();
+            return formatOfWord(t) == Format::None
+                       ? "unknown format '" + t + "' (png, jpeg, pnm, bmp)"
+                       : std::string();
         });
     command->add_option("--quality", o.quality, "JPEG quality, 1 to 100 (default 90)")
         ->check(CLI::Range(1, 100).description(""))
         ->type_name("Q");
+    if (!command->get_option_no_throw("--bits"))
+        command
+            ->add_option("--bits", o.bits,
+                         "BMP bits per pixel: 1, 4, 8, 24 or 32 (default 1 for 1u, 8 for gray, "
+                         "24 for RGB, 32 for RGBA)")
+            ->check(CLI::IsMember(std::vector<int>{1, 4, 8, 24, 32}).description(""))
+            ->type_name("N");
+    command->add_flag("--rle", o.rle, "BMP: run-length code a 4- or 8-bit file");
+    command
+        ->add_option("--palette", o.palette,
+                     "BMP table below 24 bits: linear (fixed; default for gray) or median "
+                     "(median cut of the image's colours; default for colour)")
+        ->check(CLI::IsMember(std::vector<std::string>{"linear", "median"}).description(""))
+        ->type_name("P");
 }
 
 void addRegionOptions(CLI::App* command, ImageOptions& o) {
@@ -189,6 +204,10 @@ int saveImage(const std::string& path, const ZolImage* image, const ImageOptions
     WriteOptions w;
     w.format = options.format.empty() ? Format::None : formatOfWord(options.format);
     w.quality = options.quality;
+    w.bmp.bits = options.bits;
+    w.bmp.rle = options.rle;
+    if (!options.palette.empty())
+        w.bmp.palette = options.palette == "linear" ? ZOL_PALETTE_LINEAR : ZOL_PALETTE_MEDIAN_CUT;
     std::string error;
     const int rc = writeImage(path, image, w, &error);
     if (rc) std::fprintf(stderr, "zol: %s\n", error.c_str());
@@ -233,6 +252,11 @@ ImagePtr convertDepth(const ZolImage* src, int depth) {
     if (!dst) {
         fail(error);
         return nullptr;
+    }
+    if (src->depth != ZOL_DEPTH_32F && depth != ZOL_DEPTH_32F) {
+        zolSetErrStatus(0);
+        zolConvert(const_cast<ZolImage*>(src), dst.get());
+        return libraryFailed("zolConvert") ? nullptr : std::move(dst);
     }
     const int n = src->width * src->nChannels;
     for (int y = 0; y < src->height; ++y) {

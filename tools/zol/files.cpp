@@ -90,7 +90,7 @@ Format formatOfWord(const std::string& word) {
         Format format;
     } kWords[] = {{"pnm", Format::Pnm}, {"pbm", Format::Pnm}, {"pgm", Format::Pnm},
                   {"ppm", Format::Pnm}, {"png", Format::Png}, {"jpeg", Format::Jpeg},
-                  {"jpg", Format::Jpeg}};
+                  {"jpg", Format::Jpeg}, {"bmp", Format::Bmp}};
     for (const auto& w : kWords)
         if (strcasecmp(word.c_str(), w.word) == 0) return w.format;
     return Format::None;
@@ -107,6 +107,7 @@ const char* formatName(Format format) {
         case Format::Pnm: return "PNM";
         case Format::Png: return "PNG";
         case Format::Jpeg: return "JPEG";
+        case Format::Bmp: return "BMP";
         default: return "none";
     }
 }
@@ -155,8 +156,10 @@ ImagePtr readImage(const std::string& path, std::string* error) {
         image = readPng(in.f, path, error);
     else if (first == 0xFF)
         image = readJpeg(in.f, path, error);
+    else if (first == 'B')
+        image = readBmp(in.f, path, error);
     else
-        *error = path + ": not a PNG, JPEG or PNM file";
+        *error = path + ": not a PNG, JPEG, PNM or BMP file";
     return ImagePtr(image);
 }
 
@@ -166,8 +169,15 @@ int writeImage(const std::string& path, const ZolImage* image, const WriteOption
     if (format == Format::None) format = formatOfName(path);
     if (format == Format::None) format = Format::Png;
     std::string why;
+    const BmpOptions& bmp = options.bmp;
+    if (format != Format::Bmp && (bmp.bits || bmp.rle || bmp.palette >= 0)) {
+        *error = path + ": --bits, --rle and --palette are for BMP files (name the file .bmp "
+                        "or give --format bmp)";
+        return 2;
+    }
     bool holds = format == Format::Pnm    ? pnmCanHold(image, &why)
                  : format == Format::Png ? pngCanHold(image, &why)
+                 : format == Format::Bmp ? bmpCanHold(image, bmp, &why)
                                          : jpegCanHold(image, &why);
     if (holds && format == Format::Pnm) {
         // A .pbm, .pgm or .ppm name must get that kind of content.
@@ -192,6 +202,7 @@ int writeImage(const std::string& path, const ZolImage* image, const WriteOption
     why.clear();
     bool ok = format == Format::Pnm    ? writePnm(out, image)
               : format == Format::Png ? writePng(out, image, &why)
+              : format == Format::Bmp ? writeBmp(out, image, bmp, &why)
                                       : writeJpeg(out, image, options.quality, &why);
     int err = errno;
     // A full disk may only show when the buffers are flushed.

@@ -1,4 +1,4 @@
-// Images in files for the zol tool: PNM, PNG and JPEG, read by content and
+// Images in files for the zol tool: PNM, PNG, JPEG and BMP, read by content and
 // written by name. Every reader refuses a malformed or truncated file with a
 // message naming it; none of them crashes or leaves a partial image behind.
 //
@@ -7,6 +7,11 @@
 //        1, 3 or 4 channels (alphaChannel 4); palettes, 2- and 4-bit gray and
 //        transparency are expanded to 8-bit gray, RGB or RGBA on reading
 //   JPEG 8-bit gray or RGB <-> 8U with 1 or 3 channels
+//   BMP  whatever the library's bitmap import takes: a black-and-white
+//        1-bit table -> 1U, other gray tables -> 8U gray, 32 bits -> RGBA
+//        (RGB when every alpha byte is 0), the rest -> 8U RGB; written from
+//        1U, 8U, 16U (high bytes) at 1, 4, 8, 24 or 32 bits, 4 and 8 bits
+//        with a palette and optionally run-length coded
 #pragma once
 
 #include <cstdio>
@@ -17,7 +22,7 @@
 
 namespace zoltool {
 
-enum class Format { None, Pnm, Png, Jpeg };
+enum class Format { None, Pnm, Png, Jpeg, Bmp };
 
 // "1u", "8u", "8s", "16u", "16s", "32s" or "32f".
 const char* depthName(int depth);
@@ -48,19 +53,27 @@ unsigned char* fileRow(const ZolImage* image, int n);
 void removePartial(const std::string& path);
 
 // The format a file name's extension names (.pbm .pgm .ppm .pnm, .png, .jpg
-// .jpeg, any case), or None.
+// .jpeg, .bmp, any case), or None.
 Format formatOfName(const std::string& path);
-// "pnm", "png", "jpeg" (also "jpg"), any case, or None.
+// "pnm", "png", "jpeg" (also "jpg"), "bmp", any case, or None.
 Format formatOfWord(const std::string& word);
 const char* formatName(Format format);
 
-// Reads a file of any of the three formats, told apart by their first
+// Reads a file of any of the four formats, told apart by their first
 // bytes. NULL with a message naming the file in *error.
 ImagePtr readImage(const std::string& path, std::string* error);
+
+// How a BMP file is written.
+struct BmpOptions {
+    int bits = 0;      // 1, 4, 8, 24 or 32; 0: 1 for 1U, 8 for gray, 24 for RGB, 32 for RGBA
+    bool rle = false;  // run-length code 4- and 8-bit files
+    int palette = -1;  // ZOL_PALETTE_LINEAR or _MEDIAN_CUT; -1: linear for gray, else median cut
+};
 
 struct WriteOptions {
     Format format = Format::None;  // None: from the file name, PNG when it names none
     int quality = 90;              // JPEG quality, 1..100
+    BmpOptions bmp;
 };
 
 // Writes the whole image (not its ROI). Returns 0, or 1 when the file
@@ -75,14 +88,19 @@ int writeImage(const std::string& path, const ZolImage* image, const WriteOption
 ZolImage* readPnm(FILE* in, const std::string& path, std::string* error);
 ZolImage* readPng(FILE* in, const std::string& path, std::string* error);
 ZolImage* readJpeg(FILE* in, const std::string& path, std::string* error);
+ZolImage* readBmp(FILE* in, const std::string& path, std::string* error);
 
 // The writers check that their format can hold the image before opening
 // anything; *error then has no file name, so the caller can say what to do.
 bool pnmCanHold(const ZolImage* image, std::string* error);
 bool pngCanHold(const ZolImage* image, std::string* error);
 bool jpegCanHold(const ZolImage* image, std::string* error);
+// Also refuses options that do not go together (--rle at 1, 24 or 32 bits).
+bool bmpCanHold(const ZolImage* image, const BmpOptions& bmp, std::string* error);
+int bmpDefaultBits(const ZolImage* image);
 bool writePnm(FILE* out, const ZolImage* image);
 bool writePng(FILE* out, const ZolImage* image, std::string* error);
 bool writeJpeg(FILE* out, const ZolImage* image, int quality, std::string* error);
+bool writeBmp(FILE* out, const ZolImage* image, const BmpOptions& bmp, std::string* error);
 
 }  // namespace zoltool

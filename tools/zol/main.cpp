@@ -1,5 +1,5 @@
 // zol: a command-line front end to the library, one subcommand per
-// function or family, taking and giving PNG, JPEG and PNM files. See
+// function or family, taking and giving PNG, JPEG, PNM and BMP files. See
 // docs/tool.md.
 //
 // Exit codes: 0 success, 1 a file or library failure, 2 a usage error.
@@ -28,9 +28,10 @@ const CLI::App* reached(const CLI::App& app) {
 }
 
 const char kFooter[] =
-    "Files: PNG (1-bit gray, 8- and 16-bit gray, RGB, RGBA), JPEG (8-bit gray and RGB)\n"
-    "and binary PNM (PBM, PGM, PPM). The input format comes from the file's content,\n"
-    "the output format from its name (--format overrides).\n"
+    "Files: PNG (1-bit gray, 8- and 16-bit gray, RGB, RGBA), JPEG (8-bit gray and RGB),\n"
+    "binary PNM (PBM, PGM, PPM) and BMP (1, 4, 8, 16, 24, 32 bits; --bits, --rle and\n"
+    "--palette on writing). The input format comes from the file's content, the output\n"
+    "format from its name (--format overrides).\n"
     "\n"
     "Exit status: 0 success, 1 a file or library failure, 2 a usage error.\n"
     "Run 'zol COMMAND --help' for the options of a command.";
@@ -63,6 +64,7 @@ int run(int argc, char** argv) {
     addTransformCommands(app);
     addRankCommands(app);
     addMeasureCommands(app);
+    addBitmapCommands(app);
     // Set last, so that the commands' own help stays short.
     app.footer(kFooter);
 

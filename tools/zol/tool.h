@@ -41,6 +41,7 @@ void addAlphaCommands(CLI::App& app);     // cmd_alpha.cpp: composite, premultip
 void addTransformCommands(CLI::App& app); // cmd_transform.cpp: fft, dct, convolve-fft
 void addRankCommands(CLI::App& app);   // cmd_rank.cpp: median ... filter, noise
 void addMeasureCommands(CLI::App& app);  // cmd_measure.cpp: histogram ... norm
+void addBitmapCommands(CLI::App& app);   // cmd_bitmap.cpp: depth
 
 // ---- messages ----------------------------------------------------------
 
@@ -84,13 +85,18 @@ struct ImageOptions {
     std::string depth;  // the working depth the inputs are converted to
     std::string format; // the output format, when not from the name
     int quality = 90;   // JPEG quality
+    int bits = 0;       // BMP bits per pixel, 0 for the default
+    bool rle = false;   // BMP run-length coding
+    std::string palette;  // BMP palette: "linear" or "median"
 };
 
 // Adds --roi, --coi, --mask, --depth, --format and --quality to a command.
 void addImageOptions(CLI::App* command, ImageOptions& options);
 // Only --roi, --coi and --mask.
 void addRegionOptions(CLI::App* command, ImageOptions& options);
-// Only --format and --quality, for commands that write a new picture.
+// Only --format, --quality and the BMP options --bits (unless the command
+// has a --bits of its own already), --rle and --palette, for commands that
+// write a new picture.
 void addOutputOptions(CLI::App* command, ImageOptions& options);
 
 // Reads an image, or prints a message and returns NULL.
@@ -98,10 +104,10 @@ ImagePtr loadImage(const std::string& path);
 // Writes an image whose depth a file can hold; returns an exit code.
 int saveImage(const std::string& path, const ZolImage* image, const ImageOptions& options);
 
-// A copy of src with each element converted to depth: rounded to nearest
-// and clamped to the depth's range. Both depths are among 8u, 8s, 16u,
-// 16s, 32s, 32f. The library has no depth conversion yet, so the tool does
-// it. NULL after a message.
+// A copy of src with each element converted to depth: clamped to the
+// depth's range, and rounded to nearest from 32f. Both depths are among 8u,
+// 8s, 16u, 16s, 32s, 32f. zolConvert does the integer pairs; it takes no
+// 32f, so the tool converts to and from 32f itself. NULL after a message.
 ImagePtr convertDepth(const ZolImage* src, int depth);
 
 // The mask file as a 1U image: a 1-bit file as it is, any other image set
