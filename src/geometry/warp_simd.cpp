@@ -1,11 +1,15 @@
-// Highway form of the perspective row pass, compiled for every target of
-// the build by foreach_target.h. It gives the bytes of the plain pass: the
-// same double operations in the same order (no fused multiply-add), the
-// same rounding by adding and taking away 1.5 * 2^52.
+// Highway forms of the perspective and affine row passes, compiled for
+// every target of the build by foreach_target.h. They give the bytes of the
+// plain passes: the same double operations in the same order (no fused
+// multiply-add), the same rounding by adding and taking away 1.5 * 2^52;
+// the same 32-bit integer sums with truncating shifts.
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "geometry/warp_simd.cpp"
 #include <hwy/foreach_target.h>  // IWYU pragma: keep
 #include <hwy/highway.h>
+
+#include <climits>
+#include <cstdlib>
 
 #include "core/simd.h"
 #include "geometry/warp.h"
@@ -78,9 +82,84 @@ void perspectiveLinear8(const double* nu, const double* nv, const double* dn, in
     if (k < count) geo::perspectiveLinear8(nu + k, nv + k, dn + k, count - k, s, row, n, iw, ih, ox, oy, avail, out + k * n);
 }
 
+// 16.16 positions in 32-bit lanes: a vector whose first and last positions
+// lie within 2^30 of the plane has all of them there (they are in step),
+// so lane arithmetic cannot overflow; other vectors go to the plain pass.
+// Of each pixel's two rows, one gathered word (c1) or two (c3, the second
+// two bytes on) hold both columns.
+void affineLinear8(int64_t u, int64_t v, int64_t A, int64_t E, int count, const uint8_t* s, ptrdiff_t row,
+                   int n, int iw, int ih, ptrdiff_t avail, uint8_t* out) {
+    const hn::ScalableTag<int32_t> di;
+    const hn::Rebind<uint8_t, decltype(di)> d8;
+    const int lanes = int(hn::Lanes(di));
+    constexpr int64_t kFar = int64_t(1) << 30;
+    int k = 0;
+    // Offsets in 32 bits, whole steps well inside the lanes' range.
+    if (avail > 0 && avail <= INT32_MAX && iw < 16384 && ih < 16384 && std::abs(A) < kFar / 64 &&
+        std::abs(E) < kFar / 64 && (n == 1 || n == 3)) {
+        const auto iota = hn::Iota(di, 0);
+        const auto stepU = hn::Mul(iota, hn::Set(di, int32_t(A))), stepV = hn::Mul(iota, hn::Set(di, int32_t(E)));
+        const auto zero = hn::Zero(di), byte = hn::Set(di, 0xFF), full = hn::Set(di, 16384);
+        const auto uHi = hn::Set(di, int32_t(iw - 1) << 16), vHi = hn::Set(di, int32_t(ih - 1) << 16);
+        const auto iLast = hn::Set(di, iw - 2), kLast = hn::Set(di, ih - 2);
+        const auto rowv = hn::Set(di, int32_t(row)), nv = hn::Set(di, n), two = hn::Set(di, 2);
+        const auto limit = hn::Set(di, int32_t(avail - 3 - 3 * (n == 3)));  // words start below it
+        const auto* base = reinterpret_cast<const int32_t*>(s);
+        const int64_t spanU = A * (lanes - 1), spanV = E * (lanes - 1);
+        auto inside = [&](int64_t p, int64_t span) {
+            return p > -kFar && p < kFar && p + span > -kFar && p + span < kFar;
+        };
+        // (a (16384 - w) + b w) >> Shift, all in 32 bits.
+        auto mix = [&](auto a, auto b, auto w, auto wc, int shift) {
+            return hn::ShiftRightSame(hn::Add(hn::Mul(a, wc), hn::Mul(b, w)), shift);
+        };
+        for (; k + lanes <= count; k += lanes) {
+            const int64_t uk = u + k * A, vk = v + k * E;
+            if (!inside(uk, spanU) || !inside(vk, spanV)) {
+                geo::affineLinear8(uk, vk, A, E, lanes, s, row, n, iw, ih, avail, out + k * n);
+                continue;
+            }
+            const auto uc = hn::Min(hn::Max(hn::Add(hn::Set(di, int32_t(uk)), stepU), zero), uHi);
+            const auto vc = hn::Min(hn::Max(hn::Add(hn::Set(di, int32_t(vk)), stepV), zero), vHi);
+            const auto i = hn::Min(hn::ShiftRight<16>(uc), iLast), j = hn::Min(hn::ShiftRight<16>(vc), kLast);
+            const auto wx = hn::ShiftRight<2>(hn::Sub(uc, hn::ShiftLeft<16>(i)));
+            const auto wy = hn::ShiftRight<2>(hn::Sub(vc, hn::ShiftLeft<16>(j)));
+            const auto wxc = hn::Sub(full, wx), wyc = hn::Sub(full, wy);
+            const auto off = hn::Add(hn::Mul(j, rowv), hn::Mul(i, nv)), off1 = hn::Add(off, rowv);
+            if (!hn::AllTrue(di, hn::Lt(off1, limit))) {
+                geo::affineLinear8(uk, vk, A, E, lanes, s, row, n, iw, ih, avail, out + k * n);
+                continue;
+            }
+            const auto w0 = hn::GatherOffset(di, base, off), w1 = hn::GatherOffset(di, base, off1);
+            if (n == 1) {
+                const auto h0 = mix(hn::And(w0, byte), hn::And(hn::ShiftRight<8>(w0), byte), wx, wxc, 8);
+                const auto h1 = mix(hn::And(w1, byte), hn::And(hn::ShiftRight<8>(w1), byte), wx, wxc, 8);
+                hn::StoreU(hn::DemoteTo(d8, mix(h0, h1, wy, wyc, 20)), d8, out + k);
+                continue;
+            }
+            // Bytes 0..3 of each row in the first word, 2..5 in the second.
+            const auto x0 = hn::GatherOffset(di, base, hn::Add(off, two));
+            const auto x1 = hn::GatherOffset(di, base, hn::Add(off1, two));
+            auto at = [&](decltype(w0) w, int b) { return hn::And(hn::ShiftRightSame(w, 8 * b), byte); };
+            auto channel = [&](int c) {
+                // Channel c of the left pixel is byte c, of the right pixel byte c + 3.
+                const auto l0 = at(w0, c), l1 = at(w1, c);
+                const auto r0 = c == 0 ? at(w0, 3) : at(x0, c + 1), r1 = c == 0 ? at(w1, 3) : at(x1, c + 1);
+                const auto h0 = mix(l0, r0, wx, wxc, 8), h1 = mix(l1, r1, wx, wxc, 8);
+                return hn::DemoteTo(d8, mix(h0, h1, wy, wyc, 20));
+            };
+            hn::StoreInterleaved3(channel(0), channel(1), channel(2), d8, out + k * 3);
+        }
+    }
+    if (k < count) geo::affineLinear8(u + k * A, v + k * E, A, E, count - k, s, row, n, iw, ih, avail, out + k * n);
+}
+
 }  // namespace
 
-void fillWarp(WarpKernels& k) { k.perspectiveLinear8 = perspectiveLinear8; }
+void fillWarp(WarpKernels& k) {
+    k.perspectiveLinear8 = perspectiveLinear8;
+    k.affineLinear8 = affineLinear8;
+}
 
 }  // namespace HWY_NAMESPACE
 }  // namespace geo
