@@ -60,12 +60,18 @@ using AffineRow = void (*)(int64_t u, int64_t v, int64_t A, int64_t E, int count
                            ptrdiff_t row, int n, int iw, int ih, ptrdiff_t avail, uint8_t* out);
 void affineLinear8(int64_t u, int64_t v, int64_t A, int64_t E, int count, const uint8_t* s, ptrdiff_t row,
                    int n, int iw, int ih, ptrdiff_t avail, uint8_t* out);
+// The same row, cubic: the 4 x 4 samples from column clamp(u / 2^16 - 1, 0,
+// iw - 4) and the like row, the 8-bit cubic of 4 fractional bits across
+// each row and then down the column, rounded and clamped.
+void affineCubic8(int64_t u, int64_t v, int64_t A, int64_t E, int count, const uint8_t* s, ptrdiff_t row,
+                  int n, int iw, int ih, ptrdiff_t avail, uint8_t* out);
 
 // The warp kernels by form: the plain ones above, or Highway forms that
 // give the same bytes (warp_simd.cpp).
 struct WarpKernels {
     PerspectiveRow perspectiveLinear8;
     AffineRow affineLinear8;
+    AffineRow affineCubic8;
 };
 void warpSimd(Form form, WarpKernels& k);
 const WarpKernels& warpKernels();
