@@ -427,7 +427,8 @@ std::vector<Entry> warpEntries() {
                      false});
     // Affine rows over the same plane: steps across it, along it, and (linear)
     // so far that positions leave the 32-bit range of the lanes. Cubic rows
-    // stay near the plane, where the fractions keep the plain sums in 64 bits.
+    // stay within a few pixels of the plane, as the warps' positions do: far
+    // away the plain cubic's 64-bit sums would overflow.
     const zol::geo::WarpKernels& k = zol::geo::warpKernels();
     for (bool cubic : {false, true})
         for (int ch : {1, 3})
@@ -439,7 +440,7 @@ std::vector<Entry> warpEntries() {
                              auto pick = [&](int64_t extent, int sel) {
                                  const int64_t span = (extent << 16) / count, r = int64_t(p.bits % 65536) - 32768;
                                  const int64_t steps[4] = {cubic ? r * 8 / count : r, span, -span,
-                                                           cubic ? 2 * span : (int64_t(1) << 22) + p.bits % 999};
+                                                           cubic ? span / 2 : (int64_t(1) << 22) + p.bits % 999};
                                  return steps[sel & 3];
                              };
                              const int64_t A = pick(7, int(p.bits >> 3)), E = pick(ih + 2, int(p.bits >> 5));
