@@ -62,7 +62,7 @@ void affineLinear8(int64_t u, int64_t v, int64_t A, int64_t E, int count, const 
                    int n, int iw, int ih, ptrdiff_t avail, uint8_t* out);
 // The same row, cubic: the 4 x 4 samples from column clamp(u / 2^16 - 1, 0,
 // iw - 4) and the like row, the 8-bit cubic of 4 fractional bits across
-// each row and then down the column, rounded and clamped.
+// each row and then down the column, rounded and clamped; iw, ih at least 4.
 void affineCubic8(int64_t u, int64_t v, int64_t A, int64_t E, int count, const uint8_t* s, ptrdiff_t row,
                   int n, int iw, int ih, ptrdiff_t avail, uint8_t* out);
 
