@@ -425,6 +425,31 @@ std::vector<Entry> warpEntries() {
                             ptrdiff_t(n), d);
                      },
                      false});
+    // Affine rows over the same plane: steps across it, along it, and (linear)
+    // so far that positions leave the 32-bit range of the lanes. Cubic rows
+    // stay within a few pixels of the plane, as the warps' positions do: far
+    // away the plain cubic's 64-bit sums would overflow.
+    const zol::geo::WarpKernels& k = zol::geo::warpKernels();
+    for (bool cubic : {false, true})
+        for (int ch : {1, 3})
+            e.push_back({std::string(cubic ? "affineCubic8 c" : "affineLinear8 c") + std::to_string(ch), 1, false,
+                         [ch, cubic, fn = cubic ? k.affineCubic8 : k.affineLinear8](
+                             const uint8_t* a, const uint8_t*, uint8_t* d, size_t n, const Param& p) {
+                             const int ih = int(n) / (5 * ch), count = int(n) / ch;
+                             if (ih < (cubic ? 4 : 2)) return;
+                             auto pick = [&](int64_t extent, int sel) {
+                                 const int64_t span = (extent << 16) / count, r = int64_t(p.bits % 65536) - 32768;
+                                 const int64_t steps[4] = {cubic ? r * 8 / count : r, span, -span,
+                                                           cubic ? span / 2 : (int64_t(1) << 22) + p.bits % 999};
+                                 return steps[sel & 3];
+                             };
+                             const int64_t A = pick(7, int(p.bits >> 3)), E = pick(ih + 2, int(p.bits >> 5));
+                             // From before the near edge, or beyond the far one when stepping back.
+                             const int64_t u = (A < 0 ? int64_t(6) << 16 : -65536) + (p.bits >> 7 & 0x1FFFF);
+                             const int64_t v = (E < 0 ? int64_t(ih) << 16 : -65536) + (p.bits >> 11 & 0x1FFFF);
+                             fn(u, v, A, E, count, a, 5 * ch, ch, 5, ih, ptrdiff_t(n), d);
+                         },
+                         false});
     return e;
 }
 

@@ -318,6 +318,21 @@ void scanFixedMode(const Job& j) {
     });
 }
 
+// 8U linear and cubic of 1 or 3 interleaved channels: the same positions,
+// each row handed to the form's row kernel.
+void scanAffineRows8(const Job& j, AffineRow pass) {
+    const int64_t A = std::llround(j.m.A * 65536), E = std::llround(j.m.E * 65536);
+    const int64_t B = std::llround(j.m.B * 65536), F = std::llround(j.m.F * 65536);
+    const int64_t u00 = std::llround((j.anchor * j.m.B + j.m.C) * 65536);
+    const int64_t v00 = std::llround((j.anchor * j.m.F + j.m.G) * 65536);
+    const auto* s = reinterpret_cast<const uint8_t*>(j.s.p);
+    forRows(j, [&](int y, int, int x0, int x1) {
+        const int64_t u = u00 + B * (y - j.anchor) + A * x0, v = v00 + F * (y - j.anchor) + E * x0;
+        auto* out = reinterpret_cast<uint8_t*>(j.d.p + j.d.row * (y - j.dy)) + (x0 - j.dx) * j.ch;
+        pass(u, v, A, E, x1 - x0 + 1, s, j.s.row, j.ch, j.iw, j.ih, j.avail, out);
+    });
+}
+
 template <class T, int Mode>
 void scanFixedCh(const Job& j) {
     if (j.ch == 1) scanFixedMode<T, Mode, 1>(j);
@@ -329,6 +344,11 @@ void scanFixedCh(const Job& j) {
 // per-pixel test of either.
 template <class T>
 void scanFixed(const Job& j) {
+    if (std::is_same_v<T, uint8_t> && j.mode != kInterNN && (j.ch == 1 || j.ch == 3) && j.s.pix == j.ch &&
+        j.d.pix == j.ch && (j.ch == 1 || (j.s.ch == 1 && j.d.ch == 1))) {
+        scanAffineRows8(j, j.mode == kInterLinear ? warpKernels().affineLinear8 : warpKernels().affineCubic8);
+        return;
+    }
     if (j.mode == kInterNN) scanFixedCh<T, kInterNN>(j);
     else if (j.mode == kInterLinear) scanFixedCh<T, kInterLinear>(j);
     else scanFixedCh<T, kInterCubic>(j);
@@ -657,10 +677,44 @@ void perspectiveLinear8(const double* nu, const double* nv, const double* dn, in
     }
 }
 
+// The linear branch of fixedPixel for interleaved bytes, a row at a time.
+void affineLinear8(int64_t u, int64_t v, int64_t A, int64_t E, int count, const uint8_t* s, ptrdiff_t row,
+                   int n, int iw, int ih, ptrdiff_t, uint8_t* out) {
+    for (int x = 0; x < count; ++x, u += A, v += E) {
+        const int64_t uc = std::clamp<int64_t>(u, 0, int64_t(iw - 1) << 16);
+        const int64_t vc = std::clamp<int64_t>(v, 0, int64_t(ih - 1) << 16);
+        int64_t i = uc >> 16, k = vc >> 16;
+        if (i > iw - 2) --i;
+        if (k > ih - 2) --k;
+        const int32_t wx = int32_t((uc - (i << 16)) >> 2), wy = int32_t((vc - (k << 16)) >> 2);
+        const uint8_t* s0 = s + row * k + n * i;
+        const uint8_t* s1 = s0 + row;
+        for (int c = 0; c < n; ++c) {
+            const int64_t h0 = (int64_t(s0[c]) * (16384 - wx) + int64_t(s0[c + n]) * wx) >> 8;
+            const int64_t h1 = (int64_t(s1[c]) * (16384 - wx) + int64_t(s1[c + n]) * wx) >> 8;
+            out[x * n + c] = uint8_t((h0 * (16384 - wy) + h1 * wy) >> 20);
+        }
+    }
+}
+
+// The cubic branch of fixedPixel for interleaved bytes, a row at a time.
+void affineCubic8(int64_t u, int64_t v, int64_t A, int64_t E, int count, const uint8_t* s, ptrdiff_t row,
+                  int n, int iw, int ih, ptrdiff_t, uint8_t* out) {
+    for (int x = 0; x < count; ++x, u += A, v += E) {
+        const int64_t ib = u < 65536 ? 0 : (u >> 16) >= iw - 2 ? iw - 4 : (u >> 16) - 1;
+        const int64_t jb = v < 65536 ? 0 : (v >> 16) >= ih - 2 ? ih - 4 : (v >> 16) - 1;
+        const char* e = reinterpret_cast<const char*>(s + row * jb + n * ib);
+        for (int c = 0; c < n; ++c)
+            out[x * n + c] = uint8_t(cubicAt<uint8_t>(e + c, row, n, u - (ib << 16) - 65536, v - (jb << 16) - 65536));
+    }
+}
+
 namespace {
 WarpKernels makeTable(Form form) {
     WarpKernels k;
     k.perspectiveLinear8 = perspectiveLinear8;
+    k.affineLinear8 = affineLinear8;
+    k.affineCubic8 = affineCubic8;
     warpSimd(form, k);
     return k;
 }

@@ -52,10 +52,26 @@ using PerspectiveRow = void (*)(const double* nu, const double* nv, const double
 void perspectiveLinear8(const double* nu, const double* nv, const double* dn, int count, const uint8_t* s,
                         ptrdiff_t row, int n, int iw, int ih, int ox, int oy, ptrdiff_t avail, uint8_t* out);
 
-// The warp kernels by form: the plain one above, or a Highway form that
-// gives the same bytes (warp_simd.cpp).
+// The affine row of 8U pixels of n interleaved channels (1 or 3), linear,
+// in 16.16: pixel k of out samples position (u + k A, v + k E) of the plane
+// s (rows `row` bytes apart, limits iw, ih), clamped into it, with 14-bit
+// weights and truncating shifts. avail as above.
+using AffineRow = void (*)(int64_t u, int64_t v, int64_t A, int64_t E, int count, const uint8_t* s,
+                           ptrdiff_t row, int n, int iw, int ih, ptrdiff_t avail, uint8_t* out);
+void affineLinear8(int64_t u, int64_t v, int64_t A, int64_t E, int count, const uint8_t* s, ptrdiff_t row,
+                   int n, int iw, int ih, ptrdiff_t avail, uint8_t* out);
+// The same row, cubic: the 4 x 4 samples from column clamp(u / 2^16 - 1, 0,
+// iw - 4) and the like row, the 8-bit cubic of 4 fractional bits across
+// each row and then down the column, rounded and clamped; iw, ih at least 4.
+void affineCubic8(int64_t u, int64_t v, int64_t A, int64_t E, int count, const uint8_t* s, ptrdiff_t row,
+                  int n, int iw, int ih, ptrdiff_t avail, uint8_t* out);
+
+// The warp kernels by form: the plain ones above, or Highway forms that
+// give the same bytes (warp_simd.cpp).
 struct WarpKernels {
     PerspectiveRow perspectiveLinear8;
+    AffineRow affineLinear8;
+    AffineRow affineCubic8;
 };
 void warpSimd(Form form, WarpKernels& k);
 const WarpKernels& warpKernels();
