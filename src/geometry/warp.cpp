@@ -187,6 +187,25 @@ inline int64_t cubicAt(const char* s, ptrdiff_t sr, ptrdiff_t sp, int64_t t, int
     return std::clamp<int64_t>((cubic8(r[0], r[1], r[2], r[3], tv) + 8) >> 4, 0, 255);
 }
 
+// The linear taps of a 16.16 position over n samples: the first sample's
+// index (held back one at the last pair) and the next one's 14-bit weight.
+inline void linearTap(int64_t u, int n, int64_t* i, int32_t* w) {
+    const int64_t c = std::clamp<int64_t>(u, 0, int64_t(n - 1) << 16);
+    *i = c >> 16;
+    if (*i > n - 2) --*i;
+    *w = int32_t((c - (*i << 16)) >> 2);
+}
+// The 2^14 fixed-point blend of a 2x2 block: rows first, then columns.
+inline int64_t linearBlend(int64_t a, int64_t b, int64_t c, int64_t d, int32_t wx, int32_t wy) {
+    const int64_t h0 = (a * (16384 - wx) + b * wx) >> 8;
+    const int64_t h1 = (c * (16384 - wx) + d * wx) >> 8;
+    return (h0 * (16384 - wy) + h1 * wy) >> 20;
+}
+// The first of the four cubic taps of a 16.16 position, held inside n samples.
+inline int64_t cubicTap(int64_t u, int n) {
+    return u < 65536 ? 0 : (u >> 16) >= n - 2 ? n - 4 : (u >> 16) - 1;
+}
+
 // One destination pixel d from the 16.16 position (u, v) relative to the
 // rectangle (nearest: already offset by one half). Test: an index outside
 // the rectangle leaves the pixel; otherwise nearest indices are clamped.
@@ -201,23 +220,19 @@ inline void fixedPixel(const Job& j, int64_t u, int64_t v, char* d) {
         const char* s = j.s.p + sr * k + sp * i;
         for (int c = 0; c < ch; ++c) *reinterpret_cast<T*>(d + dc * c) = *reinterpret_cast<const T*>(s + sc * c);
     } else if (Mode == kInterLinear) {
-        const int64_t uc = std::clamp<int64_t>(u, 0, int64_t(j.iw - 1) << 16);
-        const int64_t vc = std::clamp<int64_t>(v, 0, int64_t(j.ih - 1) << 16);
-        int64_t i = uc >> 16, k = vc >> 16;
-        if (i > j.iw - 2) --i;
-        if (k > j.ih - 2) --k;
-        const int32_t wx = int32_t((uc - (i << 16)) >> 2), wy = int32_t((vc - (k << 16)) >> 2);
+        int64_t i, k;
+        int32_t wx, wy;
+        linearTap(u, j.iw, &i, &wx);
+        linearTap(v, j.ih, &k, &wy);
         const char* s0 = j.s.p + sr * k + sp * i;
         const char* s1 = s0 + sr;
         for (int c = 0; c < ch; ++c) {
             const ptrdiff_t o = sc * c;
-            const int64_t h0 = (int64_t(ld<T>(s0 + o)) * (16384 - wx) + int64_t(ld<T>(s0 + o + sp)) * wx) >> 8;
-            const int64_t h1 = (int64_t(ld<T>(s1 + o)) * (16384 - wx) + int64_t(ld<T>(s1 + o + sp)) * wx) >> 8;
-            *reinterpret_cast<T*>(d + dc * c) = T((h0 * (16384 - wy) + h1 * wy) >> 20);
+            *reinterpret_cast<T*>(d + dc * c) = T(linearBlend(ld<T>(s0 + o), ld<T>(s0 + o + sp),
+                                                              ld<T>(s1 + o), ld<T>(s1 + o + sp), wx, wy));
         }
     } else {
-        const int64_t ib = u < 65536 ? 0 : (u >> 16) >= j.iw - 2 ? j.iw - 4 : (u >> 16) - 1;
-        const int64_t jb = v < 65536 ? 0 : (v >> 16) >= j.ih - 2 ? j.ih - 4 : (v >> 16) - 1;
+        const int64_t ib = cubicTap(u, j.iw), jb = cubicTap(v, j.ih);
         const char* s = j.s.p + sr * jb + sp * ib;
         for (int c = 0; c < ch; ++c)
             *reinterpret_cast<T*>(d + dc * c) = T(cubicAt<T>(s + sc * c, sr, sp, u - (ib << 16) - 65536, v - (jb << 16) - 65536));
@@ -677,32 +692,26 @@ void perspectiveLinear8(const double* nu, const double* nv, const double* dn, in
     }
 }
 
-// The linear branch of fixedPixel for interleaved bytes, a row at a time.
+// fixedPixel's linear branch for interleaved bytes, a row at a time.
 void affineLinear8(int64_t u, int64_t v, int64_t A, int64_t E, int count, const uint8_t* s, ptrdiff_t row,
                    int n, int iw, int ih, ptrdiff_t, uint8_t* out) {
     for (int x = 0; x < count; ++x, u += A, v += E) {
-        const int64_t uc = std::clamp<int64_t>(u, 0, int64_t(iw - 1) << 16);
-        const int64_t vc = std::clamp<int64_t>(v, 0, int64_t(ih - 1) << 16);
-        int64_t i = uc >> 16, k = vc >> 16;
-        if (i > iw - 2) --i;
-        if (k > ih - 2) --k;
-        const int32_t wx = int32_t((uc - (i << 16)) >> 2), wy = int32_t((vc - (k << 16)) >> 2);
+        int64_t i, k;
+        int32_t wx, wy;
+        linearTap(u, iw, &i, &wx);
+        linearTap(v, ih, &k, &wy);
         const uint8_t* s0 = s + row * k + n * i;
         const uint8_t* s1 = s0 + row;
-        for (int c = 0; c < n; ++c) {
-            const int64_t h0 = (int64_t(s0[c]) * (16384 - wx) + int64_t(s0[c + n]) * wx) >> 8;
-            const int64_t h1 = (int64_t(s1[c]) * (16384 - wx) + int64_t(s1[c + n]) * wx) >> 8;
-            out[x * n + c] = uint8_t((h0 * (16384 - wy) + h1 * wy) >> 20);
-        }
+        for (int c = 0; c < n; ++c)
+            out[x * n + c] = uint8_t(linearBlend(s0[c], s0[c + n], s1[c], s1[c + n], wx, wy));
     }
 }
 
-// The cubic branch of fixedPixel for interleaved bytes, a row at a time.
+// fixedPixel's cubic branch for interleaved bytes, a row at a time.
 void affineCubic8(int64_t u, int64_t v, int64_t A, int64_t E, int count, const uint8_t* s, ptrdiff_t row,
                   int n, int iw, int ih, ptrdiff_t, uint8_t* out) {
     for (int x = 0; x < count; ++x, u += A, v += E) {
-        const int64_t ib = u < 65536 ? 0 : (u >> 16) >= iw - 2 ? iw - 4 : (u >> 16) - 1;
-        const int64_t jb = v < 65536 ? 0 : (v >> 16) >= ih - 2 ? ih - 4 : (v >> 16) - 1;
+        const int64_t ib = cubicTap(u, iw), jb = cubicTap(v, ih);
         const char* e = reinterpret_cast<const char*>(s + row * jb + n * ib);
         for (int c = 0; c < n; ++c)
             out[x * n + c] = uint8_t(cubicAt<uint8_t>(e + c, row, n, u - (ib << 16) - 65536, v - (jb << 16) - 65536));
