@@ -21,18 +21,6 @@ constexpr double kPi = 3.14159265358979323846;
 
 bool near(double a, double b) { return std::fabs(a - b) < kTol; }
 
-// The image's rectangle cut to the image, inclusive corners; false when
-// empty.
-bool clippedRect(const ZolImage* im, int& x0, int& y0, int& x1, int& y1) {
-    x0 = 0, y0 = 0, x1 = im->width - 1, y1 = im->height - 1;
-    if (const ZolROI* r = im->roi) {
-        x0 = std::max(r->xOffset, 0), y0 = std::max(r->yOffset, 0);
-        x1 = int(std::min<int64_t>(int64_t(r->xOffset) + r->width - 1, im->width - 1));
-        y1 = int(std::min<int64_t>(int64_t(r->yOffset) + r->height - 1, im->height - 1));
-    }
-    return x0 <= x1 && y0 <= y1;
-}
-
 struct Chans {
     int first, n;
 };
@@ -56,7 +44,7 @@ char* elem(const ZolImage* im, int x, int y, int c) {
 template <class Back>
 void copyMapped(const ZolImage* src, ZolImage* dst, Back back) {
     int sx0, sy0, sx1, sy1, dx0, dy0, dx1, dy1;
-    if (!clippedRect(src, sx0, sy0, sx1, sy1) || !clippedRect(dst, dx0, dy0, dx1, dy1)) return;
+    if (!ownClippedRect(src, sx0, sy0, sx1, sy1) || !ownClippedRect(dst, dx0, dy0, dx1, dy1)) return;
     const Chans cs = chansOf(src), cd = chansOf(dst);
     const int es = elemSize(src->depth);
     for (int y = dy0; y <= dy1; ++y)
@@ -110,7 +98,7 @@ ZOL_API void zolGetAffineQuad(const ZolImage* image, const double coeffs[2][3], 
         return;
     }
     int x0, y0, x1, y1;
-    if (!clippedRect(image, x0, y0, x1, y1)) {
+    if (!ownClippedRect(image, x0, y0, x1, y1)) {
         report(ZOL_STATUS_BAD_ARGUMENT, func, msg::kBadRectRoi);
         return;
     }
@@ -164,7 +152,7 @@ ZOL_API void zolGetAffineTransform(const ZolImage* image, double coeffs[2][3], c
         return;
     }
     int x0, y0, x1, y1;
-    if (!clippedRect(image, x0, y0, x1, y1)) {
+    if (!ownClippedRect(image, x0, y0, x1, y1)) {
         report(ZOL_STATUS_BAD_ARGUMENT, func, msg::kBadRectRoi);
         return;
     }
@@ -213,7 +201,7 @@ ZOL_API void zolWarpAffine(ZolImage* srcImage, ZolImage* dstImage, const double 
         // the destination's.
         const double fx = std::floor(coeffs[0][2]), fy = std::floor(coeffs[1][2]);
         int sx0, sy0, sx1, sy1, dx0, dy0, dx1, dy1;
-        if (!clippedRect(srcImage, sx0, sy0, sx1, sy1) || !clippedRect(dstImage, dx0, dy0, dx1, dy1)) return;
+        if (!ownClippedRect(srcImage, sx0, sy0, sx1, sy1) || !ownClippedRect(dstImage, dx0, dy0, dx1, dy1)) return;
         const double lx = std::max<double>(sx0 + fx, dx0), hx = std::min<double>(sx1 + fx, dx1);
         const double ly = std::max<double>(sy0 + fy, dy0), hy = std::min<double>(sy1 + fy, dy1);
         if (lx > hx || ly > hy) return;
@@ -251,10 +239,7 @@ ZOL_API void zolWarpAffine(ZolImage* srcImage, ZolImage* dstImage, const double 
         report(ZOL_STATUS_BAD_ARGUMENT, func, msg::kWarpInterp);
         return;
     }
-    int x0, y0, x1, y1;
-    clippedRect(srcImage, x0, y0, x1, y1);
-    if (srcImage->depth == ZOL_DEPTH_1U || x1 == x0 || y1 == y0) interpolate = kInterNN;
-    if (interpolate == kInterCubic && (x1 - x0 < 3 || y1 - y0 < 3)) interpolate = kInterLinear;
+    interpolate = ownWarpSampler(srcImage, interpolate);
     ownWarpEngine(func, srcImage, dstImage, q, interpolate, kWarpAffine);
     if (zolGetErrStatus() < 0) report(ZOL_STATUS_BACKTRACE, func, msg::kNoContext);
 }

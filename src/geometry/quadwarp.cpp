@@ -15,18 +15,6 @@ using namespace zol::geo;
 
 namespace {
 
-// The image's rectangle cut to the image, inclusive corners; false when
-// empty.
-bool clippedRect(const ZolImage* im, int& x0, int& y0, int& x1, int& y1) {
-    x0 = 0, y0 = 0, x1 = im->width - 1, y1 = im->height - 1;
-    if (const ZolROI* r = im->roi) {
-        x0 = std::max(r->xOffset, 0), y0 = std::max(r->yOffset, 0);
-        x1 = int(std::min<int64_t>(int64_t(r->xOffset) + r->width - 1, im->width - 1));
-        y1 = int(std::min<int64_t>(int64_t(r->yOffset) + r->height - 1, im->height - 1));
-    }
-    return x0 <= x1 && y0 <= y1;
-}
-
 void bilinearAt(const double* c, double x, double y, double& u, double& v) {
     u = c[0] * x * y + c[1] * x + c[2] * y + c[3];
     v = c[4] * x * y + c[5] * x + c[6] * y + c[7];
@@ -45,7 +33,7 @@ bool quadOf(const char* func, const ZolImage* image, const double* c, double q[4
         return false;
     }
     int x0, y0, x1, y1;
-    if (!clippedRect(image, x0, y0, x1, y1)) {
+    if (!ownClippedRect(image, x0, y0, x1, y1)) {
         report(ZOL_STATUS_BAD_ARGUMENT, func, msg::kBadRectRoi);
         return false;
     }
@@ -94,7 +82,7 @@ bool transformChecks(const char* func, const ZolImage* image, const void* c, con
         report(ZOL_STATUS_BAD_ARGUMENT, func, shape == ZOL_STATUS_BAD_ARGUMENT ? msg::kQuadDegenerate : msg::kQuadConcave);
         return false;
     }
-    if (!clippedRect(image, x0, y0, x1, y1)) {
+    if (!ownClippedRect(image, x0, y0, x1, y1)) {
         report(ZOL_STATUS_BAD_ARGUMENT, func, msg::kBadRectRoi);
         return false;
     }
@@ -123,12 +111,7 @@ void warpQuad(const char* func, ZolImage* src, ZolImage* dst, const double quad[
         report(ZOL_STATUS_BAD_ARGUMENT, func, msg::kWarpInterp);
         return;
     }
-    // The source's own rectangle decides: a region of one column samples
-    // nearest even inside a wider image, cubic needs four samples each way.
-    int x0, y0, x1, y1;
-    clippedRect(src, x0, y0, x1, y1);
-    if (src->depth == ZOL_DEPTH_1U || x1 == x0 || y1 == y0) interpolate = kInterNN;
-    if (interpolate == kInterCubic && (x1 - x0 < 3 || y1 - y0 < 3)) interpolate = kInterLinear;
+    interpolate = ownWarpSampler(src, interpolate);
     ownWarpEngine(func, src, dst, quad, interpolate, kind, warpFlag == ZOL_WARP_FROM_QUAD);
 }
 

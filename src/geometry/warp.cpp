@@ -22,6 +22,24 @@
 namespace zol {
 namespace geo {
 
+bool ownClippedRect(const ZolImage* im, int& x0, int& y0, int& x1, int& y1) {
+    x0 = 0, y0 = 0, x1 = im->width - 1, y1 = im->height - 1;
+    if (const ZolROI* r = im->roi) {
+        x0 = std::max(r->xOffset, 0), y0 = std::max(r->yOffset, 0);
+        x1 = int(std::min<int64_t>(int64_t(r->xOffset) + r->width - 1, im->width - 1));
+        y1 = int(std::min<int64_t>(int64_t(r->yOffset) + r->height - 1, im->height - 1));
+    }
+    return x0 <= x1 && y0 <= y1;
+}
+
+int ownWarpSampler(const ZolImage* src, int interpolate) {
+    int x0, y0, x1, y1;
+    ownClippedRect(src, x0, y0, x1, y1);
+    if (src->depth == ZOL_DEPTH_1U || x1 == x0 || y1 == y0) return kInterNN;
+    if (interpolate == kInterCubic && (x1 - x0 < 3 || y1 - y0 < 3)) return kInterLinear;
+    return interpolate;
+}
+
 int ownQuadCheck(const double q[4][2]) {
     const double* p = &q[0][0];
     const double c1 = (p[6] - p[4]) * (p[1] - p[7]) - (p[0] - p[6]) * (p[7] - p[5]);

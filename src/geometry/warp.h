@@ -20,6 +20,15 @@ namespace geo {
 // degenerate to a triangle, a segment or a point, -4 for a concave one.
 int ownQuadCheck(const double q[4][2]);
 
+// The image's rectangle cut to the image, inclusive corners; false when
+// empty.
+bool ownClippedRect(const ZolImage* im, int& x0, int& y0, int& x1, int& y1);
+
+// The sampling a warp uses over the source's own rectangle: nearest for
+// 1-bit images and regions of one row or column, linear where cubic lacks
+// four samples each way, else interpolate.
+int ownWarpSampler(const ZolImage* src, int interpolate);
+
 // Kinds of mapping.
 enum WarpKind { kWarpAffine = 0, kWarpBilinear = 1, kWarpPerspective = 2 };
 
