@@ -79,13 +79,17 @@ void benchPerspective(benchmark::State& state, int channels) {
 }
 
 #ifdef ZOL_BENCH_OPENCV_IMGPROC
+// The peer's view of an 8-bit interleaved image, run on one thread.
+cv::Mat asMat(const ZolImage* im) {
+    cv::setNumThreads(1);
+    return cv::Mat(im->height, im->width, CV_MAKETYPE(CV_8U, im->nChannels), im->imageData,
+                   size_t(im->widthStep));
+}
+
 void benchPerspectiveCv(benchmark::State& state, int channels) {
     Pair& p = pair(channels);
     if (!p.src || !p.dst) return state.SkipWithError("cannot allocate the images");
-    cv::setNumThreads(1);
-    const int type = CV_MAKETYPE(CV_8U, channels);
-    cv::Mat s(bench::kH, bench::kW, type, p.src->imageData, size_t(p.src->widthStep));
-    cv::Mat d(bench::kH, bench::kW, type, p.dst->imageData, size_t(p.dst->widthStep));
+    cv::Mat s = asMat(p.src), d = asMat(p.dst);
     double f[3][3];
     zolGetPerspectiveTransform(p.src, f, kKeystone);
     cv::Mat m(3, 3, CV_64F, &f[0][0]);
@@ -97,10 +101,7 @@ void benchPerspectiveCv(benchmark::State& state, int channels) {
 void benchWarpCv(benchmark::State& state, int channels, int interp) {
     Pair& p = pair(channels);
     if (!p.src || !p.dst) return state.SkipWithError("cannot allocate the images");
-    cv::setNumThreads(1);
-    const int type = CV_MAKETYPE(CV_8U, channels);
-    cv::Mat s(bench::kH, bench::kW, type, p.src->imageData, size_t(p.src->widthStep));
-    cv::Mat d(bench::kH, bench::kW, type, p.dst->imageData, size_t(p.dst->widthStep));
+    cv::Mat s = asMat(p.src), d = asMat(p.dst);
     double c[2][3];
     rotation(c);
     cv::Mat m(2, 3, CV_64F, &c[0][0]);
@@ -113,10 +114,7 @@ void benchWarpCv(benchmark::State& state, int channels, int interp) {
 void benchFlip(benchmark::State& state, int channels, int axis) {
     Pair& p = pair(channels);
     if (!p.src || !p.dst) return state.SkipWithError("cannot allocate the images");
-    cv::setNumThreads(1);
-    const int type = CV_MAKETYPE(CV_8U, channels);
-    cv::Mat s(bench::kH, bench::kW, type, p.src->imageData, size_t(p.src->widthStep));
-    cv::Mat d(bench::kH, bench::kW, type, p.dst->imageData, size_t(p.dst->widthStep));
+    cv::Mat s = asMat(p.src), d = asMat(p.dst);
     bench::timed(state, times(), "opencv/" + mirrorName(channels, axis),
                  [&] { cv::flip(s, d, axis); });
 }
